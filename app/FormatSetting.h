@@ -1,0 +1,71 @@
+#pragma once
+// One named recording format: file format, encoders, picture size and colour space, qualities,
+// audio rate and channels, and the saved encoder parameters. Stored in the settings file as a
+// flattened 'Tfmt' record (big-endian, no header; see FormatSetting.cpp). Lists show it by its
+// name; the widgets that do so live in ui/, not here.
+
+#include "app/Parameter.h"
+#include "support/Flattenable.h"
+
+constexpr type_code kFormatSettingType = fourcc("Tfmt");
+
+// Colour spaces, with the values settings files store.
+enum color_space : int32 {
+    B_NO_COLOR_SPACE = 0x0000,
+    B_GRAY8 = 0x0002,
+    B_RGB24 = 0x0003,
+    B_CMAP8 = 0x0004,
+    B_RGB16 = 0x0005,
+    B_RGB32 = 0x0008,
+    B_RGB15 = 0x0010,
+    B_YCbCr422 = 0x4000,
+    B_YCbCr411 = 0x4001,
+};
+
+class FormatSetting : public Flattenable {
+public:
+    // A null name leaves the name null (the settings loader unflattens into such objects).
+    explicit FormatSetting(const char* name);
+    ~FormatSetting() override;
+    FormatSetting(const FormatSetting&) = delete;
+    FormatSetting& operator=(const FormatSetting&) = delete;
+
+    // The text a list shows: the name, or "" when it is null.
+    const char* Text() const { return name ? name : ""; }
+
+    void SetName(const char* name);
+    // Short names of an FFmpeg muxer and encoders ("avi", "mpeg4", "raw-video", ...).
+    void SetFileFormat(const char* shortName);
+    void SetVideoEncoder(const char* shortName);
+    void SetAudioEncoder(const char* shortName);
+    void SetVideoParameters(const ParameterWeb* web);
+    void SetAudioParameters(const ParameterWeb* web);
+
+    // Orders by name, case-insensitively; arguments point to FormatSetting*. A null item or
+    // name sorts after a non-null one.
+    static int CompareFunc(const void* a, const void* b);
+
+    type_code TypeCode() const override { return kFormatSettingType; }
+    bool IsFixedSize() const override { return false; }
+    ssize_t FlattenedSize() const override;
+    status_t Flatten(void* buffer, ssize_t size) const override;
+    status_t Unflatten(type_code code, const void* buffer, ssize_t size) override;
+
+    // Heap strings, owned.
+    char* name = nullptr;
+    char* fileFormat = nullptr;
+    char* videoEncoder = nullptr;
+    int32 videoWidth = 384;
+    int32 videoHeight = 288;
+    int32 colorSpace = B_RGB32;
+    // The recorded frame rate is the input's divided by this; never flattened.
+    int32 frameDivisor = 1;
+    float videoQuality = 0;
+    ParameterList videoParameters;
+    char* audioEncoder = nullptr;
+    int32 audioFrameRate = 44100;
+    uint8 audioChannels = 2;
+    uint8 audioSampleBits = 16;
+    float audioQuality = 0;
+    ParameterList audioParameters;
+};

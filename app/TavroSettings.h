@@ -1,0 +1,51 @@
+#pragma once
+// Everything Tavro remembers between runs, in one file "zelk.Tavro settings" in the user's
+// settings directory ($XDG_CONFIG_HOME, else ~/.config). The one instance, gSettings, loads it
+// before main() and saves it after main() returns; everything else reads and writes the
+// public fields directly.
+
+#include <string>
+#include <vector>
+
+#include "app/FormatSetting.h"
+#include "support/Geometry.h"
+
+constexpr uint32 kSettingsWhat = fourcc("Tavr");
+extern const char* const kSettingsFileName;
+
+class TavroSettings {
+public:
+    TavroSettings();
+    // Saves, frees the file name and drops the list; the formats themselves are not deleted.
+    ~TavroSettings();
+    TavroSettings(const TavroSettings&) = delete;
+    TavroSettings& operator=(const TavroSettings&) = delete;
+
+    // Errors leave the defaults (or what was read before a damaged "format" entry).
+    status_t Load();
+    // Written to a temporary file that replaces the old one only when complete, so a crash or
+    // a full disk leaves the previous settings. A failed save is not reported to the user.
+    status_t Save();
+    // The settings file's path; B_ENTRY_NOT_FOUND when no settings directory can be named.
+    status_t GetPath(std::string* path) const;
+    void SetFileName(const char* name);
+
+    Rect tavroFrame{60, 60, 420, 510};
+    Rect formatFrame{80, 80, 540, 400};
+    Rect videoFrame{250, 180, 633, 467};
+    Rect audioFrame{150, 100, 354, 142};
+    Rect videoSettingsFrame{150, 150, 200, 200};
+    Rect audioSettingsFrame{150, 150, 200, 200};
+    Rect videoEncoderFrame{150, 150, 200, 200};
+    Rect audioEncoderFrame{150, 150, 200, 200};
+    bool showVideo = true;
+    bool showAudio = false;
+    bool showTimer = false;
+    bool timer = true;
+    bool showTVControls = false;
+    char* fileName = nullptr;  // heap, owned; never null after construction
+    std::vector<FormatSetting*> formats;  // never empty after construction; items not owned
+    int32 lastFormat = 0;                 // always a valid index into formats
+};
+
+extern TavroSettings gSettings;
