@@ -5,22 +5,11 @@
 // name; the widgets that do so live in ui/, not here.
 
 #include "app/Parameter.h"
+#include "media/MediaFormat.h"
 #include "support/Flattenable.h"
 
 constexpr type_code kFormatSettingType = fourcc("Tfmt");
 
-// Colour spaces, with the values settings files store.
-enum color_space : int32 {
-    B_NO_COLOR_SPACE = 0x0000,
-    B_GRAY8 = 0x0002,
-    B_RGB24 = 0x0003,
-    B_CMAP8 = 0x0004,
-    B_RGB16 = 0x0005,
-    B_RGB32 = 0x0008,
-    B_RGB15 = 0x0010,
-    B_YCbCr422 = 0x4000,
-    B_YCbCr411 = 0x4001,
-};
 
 class FormatSetting : public Flattenable {
 public:
