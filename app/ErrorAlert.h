@@ -17,3 +17,5 @@ using ErrorAlertPresenter = std::function<void(const std::string& text, bool asy
 void SetErrorAlertPresenter(ErrorAlertPresenter presenter);
 // The text an alert for (text, status) shows: "An error has occured:\n\n%s\n[%s]".
 std::string errorAlertText(const char* text, status_t status);
+// Re-arms the one-shot flag, so a test program can check the alert of more than one failure.
+void resetErrorAlertForTesting();
