@@ -1,0 +1,320 @@
+#include "app/FormatSetting.h"
+
+#include <strings.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+// The flattened form, 'Tfmt'. No header, magic or version; numbers are big-endian, floats
+// IEEE-754 single precision, nothing is aligned:
+//
+//   name, file format, video encoder, audio encoder   each NUL-terminated (null as "")
+//   video width, video height, colour space            int32 each
+//   video quality, audio quality                       float each
+//   audio frame rate                                   int32
+//   audio channels                                     uint8
+//   video parameter records, then int32 0
+//   audio parameter records, then int32 0
+//
+// A parameter record is int32 size (never 0), int32 id, then `size` value bytes. Records are
+// written from the last snapshot of a list to the first, and read back in file order, so a
+// list comes back reversed; users look parameters up by id. The frame divisor and the sample
+// bits are not stored.
+
+namespace {
+
+// The 25 bytes between the strings and the parameter records.
+constexpr ssize_t kFixedSize = 4 + 4 + 4 + 4 + 4 + 4 + 1;
+
+char* copyString(const char* text) {
+    return text != nullptr ? strdup(text) : nullptr;
+}
+
+void replaceString(char** field, const char* text) {
+    char* copy = copyString(text);
+    std::free(*field);
+    *field = copy;
+}
+
+size_t stringSize(const char* text) {
+    return (text != nullptr ? std::strlen(text) : 0) + 1;
+}
+
+// A snapshot without data (unreadable value, failed allocation) is not stored. Neither is
+// one with a size of 0 or less: its size field would end the list early.
+bool isStored(const Parameter* parameter) {
+    return parameter != nullptr && parameter->data != nullptr && parameter->size > 0;
+}
+
+ssize_t parametersSize(const ParameterList& list) {
+    ssize_t size = 4;
+    for (const Parameter* parameter : list) {
+        if (isStored(parameter))
+            size += 8 + parameter->size;
+    }
+    return size;
+}
+
+class Writer {
+public:
+    explicit Writer(uint8* out) : fOut(out) {}
+
+    void String(const char* text) {
+        size_t size = stringSize(text);
+        if (text != nullptr)
+            std::memcpy(fOut, text, size);
+        else
+            *fOut = 0;
+        fOut += size;
+    }
+    void Uint32(uint32 value) {
+        fOut[0] = uint8(value >> 24);
+        fOut[1] = uint8(value >> 16);
+        fOut[2] = uint8(value >> 8);
+        fOut[3] = uint8(value);
+        fOut += 4;
+    }
+    void Int32(int32 value) { Uint32(uint32(value)); }
+    void Float(float value) {
+        uint32 bits;
+        std::memcpy(&bits, &value, sizeof(bits));
+        Uint32(bits);
+    }
+    void Uint8(uint8 value) { *fOut++ = value; }
+    void Bytes(const void* data, size_t size) {
+        std::memcpy(fOut, data, size);
+        fOut += size;
+    }
+    void Parameters(const ParameterList& list) {
+        for (auto it = list.rbegin(); it != list.rend(); ++it) {
+            if (!isStored(*it))
+                continue;
+            Int32((*it)->size);
+            Int32((*it)->id);
+            Bytes((*it)->data, size_t((*it)->size));
+        }
+        Int32(0);
+    }
+
+private:
+    uint8* fOut;
+};
+
+// Every read is checked against the bytes that remain; a failed read leaves the output alone.
+class Reader {
+public:
+    Reader(const void* data, size_t size) : fData(static_cast<const uint8*>(data)), fLeft(size) {}
+
+    bool String(const char** text) {
+        if (fLeft == 0)
+            return false;
+        const void* end = std::memchr(fData, 0, fLeft);
+        if (end == nullptr)
+            return false;
+        *text = reinterpret_cast<const char*>(fData);
+        size_t size = static_cast<const uint8*>(end) - fData + 1;
+        Skip(size);
+        return true;
+    }
+    bool Uint32(uint32* value) {
+        if (fLeft < 4)
+            return false;
+        *value = (uint32(fData[0]) << 24) | (uint32(fData[1]) << 16) | (uint32(fData[2]) << 8) |
+                 uint32(fData[3]);
+        Skip(4);
+        return true;
+    }
+    bool Int32(int32* value) {
+        uint32 bits;
+        if (!Uint32(&bits))
+            return false;
+        *value = int32(bits);
+        return true;
+    }
+    bool Float(float* value) {
+        uint32 bits;
+        if (!Uint32(&bits))
+            return false;
+        std::memcpy(value, &bits, sizeof(bits));
+        return true;
+    }
+    bool Uint8(uint8* value) {
+        if (fLeft < 1)
+            return false;
+        *value = *fData;
+        Skip(1);
+        return true;
+    }
+    bool Bytes(size_t size, const uint8** data) {
+        if (fLeft < size)
+            return false;
+        *data = fData;
+        Skip(size);
+        return true;
+    }
+
+private:
+    void Skip(size_t size) {
+        fData += size;
+        fLeft -= size;
+    }
+
+    const uint8* fData;
+    size_t fLeft;
+};
+
+using ParsedParameters = std::vector<std::unique_ptr<Parameter>>;
+
+bool readParameters(Reader* reader, ParsedParameters* list) {
+    while (true) {
+        int32 size;
+        if (!reader->Int32(&size))
+            return false;
+        if (size == 0)
+            return true;
+        int32 id;
+        const uint8* bytes;
+        if (size < 0 || !reader->Int32(&id) || !reader->Bytes(size_t(size), &bytes))
+            return false;
+        auto parameter = std::make_unique<Parameter>();
+        parameter->id = id;
+        parameter->size = size;
+        // A failed allocation keeps the record without data, as a snapshot would be.
+        parameter->data = std::malloc(size_t(size));
+        if (parameter->data != nullptr)
+            std::memcpy(parameter->data, bytes, size_t(size));
+        list->push_back(std::move(parameter));
+    }
+}
+
+void adoptParameters(ParsedParameters* parsed, ParameterList* list) {
+    list->reserve(parsed->size());
+    for (auto& parameter : *parsed)
+        list->push_back(parameter.release());
+}
+
+}  // namespace
+
+FormatSetting::FormatSetting(const char* name)
+    : name(copyString(name)),
+      fileFormat(copyString("avi")),
+      videoEncoder(copyString("raw-video")),
+      audioEncoder(copyString("raw-audio")) {}
+
+FormatSetting::~FormatSetting() {
+    std::free(name);
+    std::free(fileFormat);
+    std::free(videoEncoder);
+    std::free(audioEncoder);
+    deleteParameters(&videoParameters);
+    deleteParameters(&audioParameters);
+}
+
+void FormatSetting::SetName(const char* newName) {
+    replaceString(&name, newName);
+}
+
+void FormatSetting::SetFileFormat(const char* shortName) {
+    replaceString(&fileFormat, shortName);
+}
+
+void FormatSetting::SetVideoEncoder(const char* shortName) {
+    replaceString(&videoEncoder, shortName);
+}
+
+void FormatSetting::SetAudioEncoder(const char* shortName) {
+    replaceString(&audioEncoder, shortName);
+}
+
+void FormatSetting::SetVideoParameters(const ParameterWeb* web) {
+    updateParameters(&videoParameters, web);
+}
+
+void FormatSetting::SetAudioParameters(const ParameterWeb* web) {
+    updateParameters(&audioParameters, web);
+}
+
+int FormatSetting::CompareFunc(const void* a, const void* b) {
+    const FormatSetting* first = *static_cast<const FormatSetting* const*>(a);
+    const FormatSetting* second = *static_cast<const FormatSetting* const*>(b);
+    // Null items, then null names, sort after everything else and equal to each other.
+    if (first == nullptr || second == nullptr)
+        return first == second ? 0 : (first == nullptr ? 1 : -1);
+    if (first->name == nullptr || second->name == nullptr)
+        return first->name == second->name ? 0 : (first->name == nullptr ? 1 : -1);
+    return strcasecmp(first->name, second->name);
+}
+
+ssize_t FormatSetting::FlattenedSize() const {
+    return ssize_t(stringSize(name) + stringSize(fileFormat) + stringSize(videoEncoder) +
+                   stringSize(audioEncoder)) +
+           kFixedSize + parametersSize(videoParameters) + parametersSize(audioParameters);
+}
+
+status_t FormatSetting::Flatten(void* buffer, ssize_t size) const {
+    if (size < FlattenedSize())
+        return B_ERROR;
+    if (buffer == nullptr)
+        return B_BAD_VALUE;
+
+    Writer writer(static_cast<uint8*>(buffer));
+    writer.String(name);
+    writer.String(fileFormat);
+    writer.String(videoEncoder);
+    writer.String(audioEncoder);
+    writer.Int32(videoWidth);
+    writer.Int32(videoHeight);
+    writer.Int32(colorSpace);
+    writer.Float(videoQuality);
+    writer.Float(audioQuality);
+    writer.Int32(audioFrameRate);
+    writer.Uint8(audioChannels);
+    writer.Parameters(videoParameters);
+    writer.Parameters(audioParameters);
+    return B_OK;
+}
+
+// The whole record is parsed before anything is changed: a record of another type, or one that
+// is cut short or damaged (B_BAD_DATA), leaves the object exactly as it was. Bytes after the
+// audio terminator are ignored.
+status_t FormatSetting::Unflatten(type_code code, const void* buffer, ssize_t size) {
+    if (!AllowsTypeCode(code))
+        return B_ERROR;
+    if (size < 0 || (buffer == nullptr && size > 0))
+        return B_BAD_VALUE;
+
+    Reader reader(buffer, size_t(size));
+    const char* newName;
+    const char* newFileFormat;
+    const char* newVideoEncoder;
+    const char* newAudioEncoder;
+    int32 width, height, space, rate;
+    float newVideoQuality, newAudioQuality;
+    uint8 channels;
+    ParsedParameters video, audio;
+    if (!reader.String(&newName) || !reader.String(&newFileFormat) ||
+        !reader.String(&newVideoEncoder) || !reader.String(&newAudioEncoder) ||
+        !reader.Int32(&width) || !reader.Int32(&height) || !reader.Int32(&space) ||
+        !reader.Float(&newVideoQuality) || !reader.Float(&newAudioQuality) ||
+        !reader.Int32(&rate) || !reader.Uint8(&channels) || !readParameters(&reader, &video) ||
+        !readParameters(&reader, &audio))
+        return B_BAD_DATA;
+
+    deleteParameters(&videoParameters);
+    deleteParameters(&audioParameters);
+    SetName(newName);
+    SetFileFormat(newFileFormat);
+    SetVideoEncoder(newVideoEncoder);
+    SetAudioEncoder(newAudioEncoder);
+    videoWidth = width;
+    videoHeight = height;
+    colorSpace = space;
+    videoQuality = newVideoQuality;
+    audioQuality = newAudioQuality;
+    audioFrameRate = rate;
+    audioChannels = channels;
+    adoptParameters(&video, &videoParameters);
+    adoptParameters(&audio, &audioParameters);
+    return B_OK;
+}

@@ -10,6 +10,8 @@
 #include "app/FormatSetting.h"
 #include "support/Geometry.h"
 
+class Message;
+
 constexpr uint32 kSettingsWhat = fourcc("Tavr");
 extern const char* const kSettingsFileName;
 
@@ -26,6 +28,11 @@ public:
     // Written to a temporary file that replaces the old one only when complete, so a crash or
     // a full disk leaves the previous settings. A failed save is not reported to the user.
     status_t Save();
+    // The file's content without the file: Load takes its fields from a message it has read,
+    // Save writes the message this builds. LoadFrom returns B_ENTRY_NOT_FOUND for a message
+    // with another `what` code and then takes nothing from it.
+    status_t LoadFrom(const Message& message);
+    void SaveTo(Message* message) const;
     // The settings file's path; B_ENTRY_NOT_FOUND when no settings directory can be named.
     status_t GetPath(std::string* path) const;
     void SetFileName(const char* name);

@@ -40,16 +40,28 @@ status_t Semaphore::AcquireEtc(int32 count, Timeout kind, bigtime_t timeout) {
     if (count < 1)
         return B_BAD_VALUE;
     // Deadlines run on CLOCK_MONOTONIC like system_time(); steady_clock is that clock here.
-    bigtime_t deadline = kind == Timeout::Absolute ? timeout : system_time() + timeout;
-    auto until = std::chrono::steady_clock::time_point(std::chrono::microseconds(deadline));
+    // It counts nanoseconds, so a deadline it cannot hold (an "infinite" INT64_MAX time-out,
+    // absolute or relative) means waiting without one.
+    constexpr bigtime_t kNoDeadline = std::chrono::steady_clock::duration::max().count() / 1000;
+    bigtime_t deadline = timeout;
+    if (kind == Timeout::Relative) {
+        bigtime_t now = system_time();
+        deadline = timeout >= kNoDeadline - now ? kNoDeadline : now + timeout;
+    }
+    bool forever = deadline >= kNoDeadline;
+    auto until =
+        std::chrono::steady_clock::time_point(std::chrono::microseconds(forever ? 0 : deadline));
 
     std::unique_lock<std::mutex> lock(state->lock);
     if (kind == Timeout::Relative && timeout <= 0 && !state->deleted && state->count < count)
         return B_WOULD_BLOCK;
     while (!state->deleted && state->count < count) {
-        if (state->changed.wait_until(lock, until) == std::cv_status::timeout &&
-            !state->deleted && state->count < count)
+        if (forever) {
+            state->changed.wait(lock);
+        } else if (state->changed.wait_until(lock, until) == std::cv_status::timeout &&
+                   !state->deleted && state->count < count) {
             return B_TIMED_OUT;
+        }
     }
     if (state->deleted)
         return B_BAD_SEM_ID;

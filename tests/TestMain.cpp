@@ -4,11 +4,12 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <string>
 
 namespace {
 
-std::string gConfigDir;
+// A plain array: it is filled by the first static initialiser, before any std::string
+// object here would be constructed (and so reset).
+char gConfigDir[] = "/tmp/tavro-test-config-XXXXXX";
 
 void removeConfigDir() {
     std::error_code ignored;
@@ -20,11 +21,9 @@ void removeConfigDir() {
 // settings object has saved into it.
 struct ConfigRedirect {
     ConfigRedirect() {
-        char pattern[] = "/tmp/tavro-test-config-XXXXXX";
-        if (mkdtemp(pattern) == nullptr)
+        if (mkdtemp(gConfigDir) == nullptr)
             std::abort();
-        gConfigDir = pattern;
-        setenv("XDG_CONFIG_HOME", pattern, 1);
+        setenv("XDG_CONFIG_HOME", gConfigDir, 1);
         std::atexit(removeConfigDir);
     }
 };

@@ -1,0 +1,137 @@
+#include "engine/TavroFile.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include "app/ErrorAlert.h"
+#include "engine/Tavro.h"
+
+TavroFile::TavroFile(const char* name, FormatSetting* format, Tavro* engine)
+    : engine(engine), format(format), temporary(name == nullptr) {
+    if (name == nullptr)
+        name = kScratchPath;
+    status = CreateFile(name);
+    if (status < 0)
+        return;
+
+    videoTrack = CreateVideoTrack();
+    if (videoTrack == nullptr) {
+        status = B_ERROR;
+        ErrorAlert("Could not create video track!", B_ERROR, false);
+        file.reset();
+        return;
+    }
+    if (format->audioEncoder != nullptr && format->audioEncoder[0] != '\0') {
+        audioTrack = CreateAudioTrack();
+        if (audioTrack == nullptr)
+            ErrorAlert("Could not create audio track!", B_ERROR, false);
+    }
+    status = B_OK;
+}
+
+TavroFile::~TavroFile() {
+    if (file)
+        file->CloseFile();
+}
+
+status_t TavroFile::CreateFile(const char* name) {
+    // A path names an entry when its directory exists; the file itself may not yet.
+    std::filesystem::path path(name);
+    std::error_code error;
+    std::filesystem::path directory =
+        path.has_parent_path() ? path.parent_path() : std::filesystem::current_path(error);
+    status_t entryStatus = B_OK;
+    if (path.empty() || !path.has_filename())
+        entryStatus = B_ENTRY_NOT_FOUND;
+    else if (!std::filesystem::exists(directory, error))
+        entryStatus = B_ENTRY_NOT_FOUND;
+    else if (!std::filesystem::is_directory(directory, error))
+        entryStatus = -ENOTDIR;
+    if (entryStatus != B_OK)
+        return ErrorAlert("Could not create entry", entryStatus, false);
+
+    const char* wanted =
+        format != nullptr && format->fileFormat != nullptr ? format->fileFormat : "";
+    media_file_format candidate;
+    int32 cookie = 0;
+    while (get_next_file_format(&cookie, &candidate) == B_OK) {
+        if (candidate.short_name == wanted) {
+            fileFormat = std::make_unique<media_file_format>(candidate);
+            break;
+        }
+    }
+    if (!fileFormat)
+        return ErrorAlert("Could not find file format!", B_ERROR, false);
+
+    file = std::make_unique<MediaFile>(name, fileFormat.get(), 0);
+    if (status_t initStatus = file->InitCheck(); initStatus != B_OK) {
+        ErrorAlert("Could not create media file", initStatus, false);
+        file.reset();
+        return initStatus;
+    }
+    return B_OK;
+}
+
+bool TavroFile::FindEncoder(const media_format& input, const char* name,
+                            media_codec_info* info) const {
+    if (name == nullptr)
+        return false;
+    media_format output;
+    int32 cookie = 0;
+    while (get_next_encoder(&cookie, fileFormat.get(), &input, &output, info) == B_OK) {
+        if (info->short_name == name)
+            return true;
+    }
+    return false;
+}
+
+MediaTrack* TavroFile::CreateVideoTrack() {
+    if (engine == nullptr || !file)
+        return nullptr;
+    media_format input;
+    engine->GetVideoFormat(&input);
+    if (format->frameDivisor > 1)
+        input.raw_video.field_rate /= float(format->frameDivisor);
+
+    media_codec_info info;
+    if (!FindEncoder(input, format->videoEncoder, &info))
+        return nullptr;
+    MediaTrack* track = file->CreateTrack(&input, &info);
+    if (track == nullptr)
+        return nullptr;
+    track->SetQuality(format->videoQuality);
+    SetTrackParameterList(track, &format->videoParameters);
+    format->SetVideoParameters(track->Web());
+    return track;
+}
+
+MediaTrack* TavroFile::CreateAudioTrack() {
+    if (engine == nullptr || !file)
+        return nullptr;
+    media_format input;
+    engine->GetAudioFormat(&input);
+    input.raw_audio.frame_rate = float(format->audioFrameRate);
+    input.raw_audio.channel_count = format->audioChannels;
+
+    media_codec_info info;
+    if (!FindEncoder(input, format->audioEncoder, &info))
+        return nullptr;
+    MediaTrack* track = file->CreateTrack(&input, &info);
+    if (track == nullptr)
+        return nullptr;
+    track->SetQuality(format->audioQuality);
+    SetTrackParameterList(track, &format->audioParameters);
+    format->SetAudioParameters(track->Web());
+    return track;
+}
+
+status_t TavroFile::SetTrackParameterList(MediaTrack* track, const ParameterList* list) {
+    if (track == nullptr || list == nullptr)
+        return B_OK;
+    for (auto it = list->rbegin(); it != list->rend(); ++it) {
+        const Parameter* parameter = *it;
+        if (parameter != nullptr)
+            track->SetParameterValue(parameter->id, parameter->data, size_t(parameter->size));
+    }
+    return B_OK;
+}

@@ -1,0 +1,13 @@
+#pragma once
+// Finding the ALSA PCMs that can capture (for the roster).
+
+#include <string>
+#include <vector>
+
+struct AlsaDeviceInfo {
+    std::string name;         // what snd_pcm_open takes: "default", "hw:CARD=PCH,DEV=0", ...
+    std::string description;  // one line for people
+};
+
+// "default" first, then every PCM alsa-lib's name hints list with a capture direction.
+std::vector<AlsaDeviceInfo> listAlsaCaptureDevices();

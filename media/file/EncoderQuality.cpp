@@ -1,0 +1,80 @@
+#include "media/file/EncoderQuality.h"
+
+#include <algorithm>
+#include <string_view>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/opt.h>
+}
+
+namespace {
+
+constexpr std::string_view kFixedQuantiser[] = {
+    "mpeg1video", "mpeg2video", "mpeg4", "msmpeg4v2", "msmpeg4", "h261", "h263",
+    "h263p",      "flv",        "wmv1",  "wmv2",      "mjpeg",   "amv",  "libxvid",
+};
+constexpr std::string_view kBitRate[] = {
+    "aac", "ac3", "eac3", "libopus", "libshine", "wmav1", "wmav2",
+};
+constexpr std::string_view kLayerTwo[] = {"mp2", "mp2fixed", "libtwolame"};
+
+// kbit/s of MPEG-1 layer II, the rates its encoders accept at 32, 44.1 and 48 kHz.
+constexpr int kLayerTwoRates[] = {32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384};
+
+bool isIn(std::string_view name, const auto& list) {
+    return std::find(std::begin(list), std::end(list), name) != std::end(list);
+}
+
+}  // namespace
+
+int applyEncoderQuality(AVCodecContext* context, float quality) {
+    if (!(quality > 0))
+        return 0;
+    quality = std::min(quality, 1.0f);
+    std::string_view name = context->codec->name;
+    int channels = std::max(context->ch_layout.nb_channels, 1);
+
+    if (isIn(name, kFixedQuantiser)) {
+        int qscale = std::clamp(int(31 - 30 * quality), 1, 31);
+        context->flags |= AV_CODEC_FLAG_QSCALE;
+        context->global_quality = FF_QP2LAMBDA * qscale;
+        context->qmin = std::min(context->qmin, qscale);
+        context->qmax = std::max(context->qmax, qscale);
+        return context->global_quality;
+    }
+    if (name == "libx264" || name == "libx264rgb" || name == "libx265") {
+        av_opt_set_double(context->priv_data, "crf", 51.0 * (1.0 - quality), 0);
+        return 0;
+    }
+    if (name == "libvpx" || name == "libvpx-vp9") {
+        av_opt_set_int(context->priv_data, "crf", int(63 * (1 - quality)), 0);
+        context->bit_rate = 0;
+        return 0;
+    }
+    if (name == "libmp3lame") {
+        context->flags |= AV_CODEC_FLAG_QSCALE;
+        context->global_quality = int(FF_QP2LAMBDA * 9 * (1 - quality));
+        return 0;
+    }
+    if (name == "libvorbis") {
+        context->flags |= AV_CODEC_FLAG_QSCALE;
+        context->global_quality = int(FF_QP2LAMBDA * 10 * quality);
+        return 0;
+    }
+    int kbits = int(32 + 160 * quality) * channels;
+    if (isIn(name, kBitRate)) {
+        context->bit_rate = int64_t(kbits) * 1000;
+        return 0;
+    }
+    if (isIn(name, kLayerTwo)) {
+        int rate = kLayerTwoRates[0];
+        for (int allowed : kLayerTwoRates) {
+            if (allowed <= kbits)
+                rate = allowed;
+        }
+        context->bit_rate = int64_t(rate) * 1000;
+        return 0;
+    }
+    return 0;
+}

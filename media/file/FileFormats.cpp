@@ -1,0 +1,414 @@
+#include "media/file/FileFormats.h"
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <mutex>
+#include <string_view>
+#include <vector>
+
+#include "media/file/FFmpegOwners.h"
+
+namespace {
+
+constexpr const char* kRawVideoName = "raw-video";
+constexpr const char* kRawAudioName = "raw-audio";
+
+// Muxers that write no playable movie file of their own: checksums, protocols, wrappers
+// around other muxers.
+constexpr std::string_view kNotFileMuxers[] = {
+    "crc",
+    "framecrc",
+    "framehash",
+    "framemd5",
+    "hash",
+    "md5",
+    "streamhash",
+    "tee",
+    "fifo",
+    "fifo_test",
+    "segment",
+    "ssegment",
+    "stream_segment",
+    "hls",
+    "dash",
+    "rtp",
+    "rtp_mpegts",
+    "rtsp",
+    "sap",
+    "smoothstreaming",
+    "chromaprint",
+    "uncodedframecrc",
+    "null",
+    "mkvtimestamp_v2",
+};
+
+struct FileFormatEntry {
+    const AVOutputFormat* muxer;
+    media_file_format format;
+};
+
+struct EncoderEntry {
+    const AVCodec* codec;
+    media_codec_info info;
+};
+
+struct Registry {
+    std::vector<FileFormatEntry> fileFormats;
+    std::vector<EncoderEntry> encoders;  // video encoded, video raw, audio encoded, audio raw
+};
+
+bool isRawEncoder(const AVCodec* codec) {
+    if (codec->id == AV_CODEC_ID_RAWVIDEO)
+        return true;
+    const AVCodecDescriptor* descriptor = avcodec_descriptor_get(codec->id);
+    return codec->type == AVMEDIA_TYPE_AUDIO && descriptor != nullptr &&
+           std::strncmp(descriptor->name, "pcm_", 4) == 0;
+}
+
+std::string shortNameOf(const AVCodec* codec) {
+    if (codec->id == AV_CODEC_ID_RAWVIDEO)
+        return kRawVideoName;
+    if (std::strcmp(codec->name, "pcm_s16le") == 0)
+        return kRawAudioName;
+    return codec->name;
+}
+
+std::string prettyNameOf(const AVCodec* codec) {
+    if (codec->id == AV_CODEC_ID_RAWVIDEO)
+        return "Raw video";
+    if (std::strcmp(codec->name, "pcm_s16le") == 0)
+        return "Raw audio (16-bit PCM)";
+    return codec->long_name != nullptr ? codec->long_name : codec->name;
+}
+
+// True when the encoder can be fed from our frames: a video encoder that takes a pixel
+// format libswscale writes (rawvideo takes any), an audio encoder with a sample format list.
+bool canFeed(const AVCodec* codec) {
+    if (codec->type == AVMEDIA_TYPE_VIDEO) {
+        if (codec->id == AV_CODEC_ID_RAWVIDEO)
+            return true;
+        if (codec->pix_fmts == nullptr)
+            return false;
+        for (const AVPixelFormat* format = codec->pix_fmts; *format != AV_PIX_FMT_NONE; format++) {
+            if (sws_isSupportedOutput(*format))
+                return true;
+        }
+        return false;
+    }
+    return codec->sample_fmts != nullptr;
+}
+
+// Wrappers around a device or a platform service; not all of them say so in their flags.
+constexpr std::string_view kDeviceWrappers[] = {
+    "omx", "v4l2m2m", "mediacodec", "amf", "qsv", "nvenc", "vaapi", "videotoolbox", "mf", "rkmpp",
+};
+
+bool isHardware(const AVCodec* codec) {
+    if ((codec->capabilities & (AV_CODEC_CAP_HARDWARE | AV_CODEC_CAP_HYBRID)) != 0 ||
+        avcodec_get_hw_config(codec, 0) != nullptr)
+        return true;
+    // By their wrapper's name, else by the name's suffix ("h264_omx").
+    std::string_view name = codec->name;
+    for (std::string_view wrapper : kDeviceWrappers) {
+        if (codec->wrapper_name != nullptr && wrapper == codec->wrapper_name)
+            return true;
+        if (name.size() > wrapper.size() && name.ends_with(wrapper) &&
+            name[name.size() - wrapper.size() - 1] == '_')
+            return true;
+    }
+    return false;
+}
+
+// Device encoders cannot work without their device node. Checking first also spares a trial
+// open that FFmpeg 5.1 does not always clean up after (mjpeg_qsv leaks when it fails).
+bool deviceNodeExists(const AVCodec* codec) {
+    std::string_view name = codec->name;
+    auto exists = [](const char* path) {
+        std::error_code error;
+        return std::filesystem::exists(path, error);
+    };
+    if (name.ends_with("_qsv") || name.ends_with("_vaapi") || name.ends_with("_amf"))
+        return exists("/dev/dri");
+    if (name.ends_with("_nvenc"))
+        return exists("/dev/nvidiactl");
+    if (name.ends_with("_v4l2m2m")) {
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator("/dev", error)) {
+            if (entry.path().filename().string().starts_with("video"))
+                return true;
+        }
+        return false;
+    }
+    return true;
+}
+
+// Hardware encoders are listed by every FFmpeg build; only a trial open tells whether this
+// machine has the device and the driver.
+bool opensHere(const AVCodec* codec) {
+    if (!deviceNodeExists(codec))
+        return false;
+    CodecContextPtr context(avcodec_alloc_context3(codec));
+    if (!context)
+        return false;
+    context->time_base = AVRational{1, 25};
+    if (codec->type == AVMEDIA_TYPE_VIDEO) {
+        context->width = 320;
+        context->height = 240;
+        context->pix_fmt = codec->pix_fmts != nullptr ? codec->pix_fmts[0] : AV_PIX_FMT_YUV420P;
+    } else {
+        context->sample_rate = 44100;
+        context->sample_fmt =
+            codec->sample_fmts != nullptr ? codec->sample_fmts[0] : AV_SAMPLE_FMT_S16;
+        av_channel_layout_default(&context->ch_layout, 2);
+    }
+    return avcodec_open2(context.get(), codec, nullptr) == 0;
+}
+
+uint32 capabilitiesOf(const AVOutputFormat* muxer) {
+    uint32 capabilities = media_file_format::B_WRITABLE;
+    if (muxer->video_codec != AV_CODEC_ID_NONE)
+        capabilities |= media_file_format::B_KNOWS_ENCODED_VIDEO;
+    if (muxer->audio_codec != AV_CODEC_ID_NONE)
+        capabilities |= media_file_format::B_KNOWS_ENCODED_AUDIO;
+    if (avformat_query_codec(muxer, AV_CODEC_ID_RAWVIDEO, FF_COMPLIANCE_NORMAL) == 1)
+        capabilities |= media_file_format::B_KNOWS_RAW_VIDEO;
+    if (avformat_query_codec(muxer, AV_CODEC_ID_PCM_S16LE, FF_COMPLIANCE_NORMAL) == 1)
+        capabilities |= media_file_format::B_KNOWS_RAW_AUDIO;
+    return capabilities;
+}
+
+std::string firstExtension(const char* extensions) {
+    if (extensions == nullptr)
+        return {};
+    std::string_view all(extensions);
+    return std::string(all.substr(0, all.find(',')));
+}
+
+void addFileFormats(Registry* registry) {
+    void* opaque = nullptr;
+    while (const AVOutputFormat* muxer = av_muxer_iterate(&opaque)) {
+        if (muxer->video_codec == AV_CODEC_ID_NONE || (muxer->flags & AVFMT_NOFILE))
+            continue;
+        // Audio files whose "video" is a cover picture (mp3, flac).
+        if (muxer->video_codec == AV_CODEC_ID_PNG && muxer->audio_codec != AV_CODEC_ID_NONE)
+            continue;
+        bool excluded = false;
+        for (std::string_view name : kNotFileMuxers)
+            excluded |= name == muxer->name;
+        if (excluded)
+            continue;
+        media_file_format format;
+        format.capabilities = capabilitiesOf(muxer);
+        format.short_name = muxer->name;
+        format.pretty_name = muxer->long_name != nullptr ? muxer->long_name : muxer->name;
+        format.file_extension = firstExtension(muxer->extensions);
+        format.mime_type = muxer->mime_type != nullptr ? muxer->mime_type : "";
+        registry->fileFormats.push_back({muxer, std::move(format)});
+    }
+}
+
+void addEncoders(Registry* registry) {
+    std::vector<const AVCodec*> usable;
+    // Hardware probes log their failures at length; they are expected here.
+    int logLevel = av_log_get_level();
+    av_log_set_level(AV_LOG_QUIET);
+    void* opaque = nullptr;
+    while (const AVCodec* codec = av_codec_iterate(&opaque)) {
+        if (!av_codec_is_encoder(codec) ||
+            (codec->type != AVMEDIA_TYPE_VIDEO && codec->type != AVMEDIA_TYPE_AUDIO))
+            continue;
+        if ((codec->capabilities & AV_CODEC_CAP_EXPERIMENTAL) || !canFeed(codec))
+            continue;
+        if (codec->id == AV_CODEC_ID_WRAPPED_AVFRAME)
+            continue;
+        if (isHardware(codec) && !opensHere(codec))
+            continue;
+        usable.push_back(codec);
+    }
+    av_log_set_level(logLevel);
+
+    struct Pass {
+        AVMediaType type;
+        bool raw;
+        media_type output;
+    };
+    constexpr Pass kPasses[] = {
+        {AVMEDIA_TYPE_VIDEO, false, B_MEDIA_ENCODED_VIDEO},
+        {AVMEDIA_TYPE_VIDEO, true, B_MEDIA_RAW_VIDEO},
+        {AVMEDIA_TYPE_AUDIO, false, B_MEDIA_ENCODED_AUDIO},
+        {AVMEDIA_TYPE_AUDIO, true, B_MEDIA_RAW_AUDIO},
+    };
+    for (const Pass& pass : kPasses) {
+        // The raw pass lists raw-audio before the other PCM layouts.
+        std::vector<const AVCodec*> matching;
+        for (const AVCodec* codec : usable) {
+            if (codec->type == pass.type && isRawEncoder(codec) == pass.raw)
+                matching.push_back(codec);
+        }
+        std::stable_partition(matching.begin(), matching.end(), [](const AVCodec* codec) {
+            return shortNameOf(codec) == kRawAudioName;
+        });
+        for (const AVCodec* codec : matching) {
+            registry->encoders.push_back(
+                {codec, {shortNameOf(codec), prettyNameOf(codec), pass.output}});
+        }
+    }
+}
+
+const Registry& registry() {
+    // Built on first use; a static's initialisation is thread-safe.
+    static const Registry instance = [] {
+        Registry built;
+        addFileFormats(&built);
+        addEncoders(&built);
+        return built;
+    }();
+    return instance;
+}
+
+media_type kindOf(const media_format* input, const media_format* output) {
+    if (input != nullptr && input->IsVideo())
+        return B_MEDIA_RAW_VIDEO;
+    if (input != nullptr && input->IsAudio())
+        return B_MEDIA_RAW_AUDIO;
+    if (output != nullptr && output->IsVideo())
+        return B_MEDIA_RAW_VIDEO;
+    if (output != nullptr && output->IsAudio())
+        return B_MEDIA_RAW_AUDIO;
+    return B_MEDIA_UNKNOWN_TYPE;
+}
+
+bool isVideoType(media_type type) {
+    return type == B_MEDIA_RAW_VIDEO || type == B_MEDIA_ENCODED_VIDEO;
+}
+
+// Whether `muxer` stores `codec`. FFmpeg does not know for some muxers (mpeg, mpegts, ogg);
+// for those the muxer's own default codecs are the ones we are sure of.
+bool muxerTakes(const AVOutputFormat* muxer, const AVCodec* codec) {
+    int answer = avformat_query_codec(muxer, codec->id, FF_COMPLIANCE_NORMAL);
+    if (answer >= 0)
+        return answer == 1;
+    return codec->id == muxer->video_codec || codec->id == muxer->audio_codec;
+}
+
+void describe(const EncoderEntry& entry, const media_format* input, media_format* acceptedInput,
+              media_format* acceptedOutput) {
+    bool video = isVideoType(entry.info.output_type);
+    if (acceptedInput != nullptr) {
+        if (input != nullptr && input->IsVideo() == video && input->type != B_MEDIA_UNKNOWN_TYPE) {
+            *acceptedInput = *input;
+        } else {
+            *acceptedInput = media_format();
+            acceptedInput->type = video ? B_MEDIA_RAW_VIDEO : B_MEDIA_RAW_AUDIO;
+        }
+    }
+    if (acceptedOutput != nullptr) {
+        *acceptedOutput = media_format();
+        acceptedOutput->type = entry.info.output_type;
+        if (input != nullptr && input->IsVideo() == video) {
+            acceptedOutput->raw_video = input->raw_video;
+            acceptedOutput->raw_audio = input->raw_audio;
+        }
+        std::strncpy(acceptedOutput->encoding, entry.info.short_name.c_str(),
+                     sizeof(acceptedOutput->encoding) - 1);
+    }
+}
+
+// Walks the encoders from *cookie on and returns the first for which `accept` holds.
+template <typename Accept>
+status_t nextEncoder(int32* cookie, media_codec_info* info, const media_format* input,
+                     media_format* acceptedInput, media_format* acceptedOutput, Accept accept) {
+    if (cookie == nullptr || info == nullptr || *cookie < 0)
+        return B_BAD_VALUE;
+    const auto& encoders = registry().encoders;
+    for (int32 index = *cookie; index < int32(encoders.size()); index++) {
+        if (!accept(encoders[index]))
+            continue;
+        *info = encoders[index].info;
+        describe(encoders[index], input, acceptedInput, acceptedOutput);
+        *cookie = index + 1;
+        return B_OK;
+    }
+    *cookie = int32(encoders.size());
+    return B_BAD_INDEX;
+}
+
+bool typeMatches(media_type wanted, media_type kind, media_type output) {
+    if (kind != B_MEDIA_UNKNOWN_TYPE && isVideoType(kind) != isVideoType(output))
+        return false;
+    if (wanted == B_MEDIA_UNKNOWN_TYPE || wanted == B_MEDIA_NO_TYPE)
+        return true;
+    return wanted == output;
+}
+
+}  // namespace
+
+status_t get_next_file_format(int32* cookie, media_file_format* format) {
+    if (cookie == nullptr || format == nullptr || *cookie < 0)
+        return B_BAD_VALUE;
+    const auto& formats = registry().fileFormats;
+    if (*cookie >= int32(formats.size()))
+        return B_BAD_INDEX;
+    *format = formats[*cookie].format;
+    (*cookie)++;
+    return B_OK;
+}
+
+status_t get_next_encoder(int32* cookie, media_codec_info* info) {
+    return nextEncoder(cookie, info, nullptr, nullptr, nullptr,
+                       [](const EncoderEntry&) { return true; });
+}
+
+status_t get_next_encoder(int32* cookie, const media_format* input, const media_format* output,
+                          media_codec_info* info, media_format* acceptedInput,
+                          media_format* acceptedOutput) {
+    media_type kind = kindOf(input, output);
+    media_type wanted = output != nullptr ? output->type : B_MEDIA_UNKNOWN_TYPE;
+    return nextEncoder(cookie, info, input, acceptedInput, acceptedOutput,
+                       [&](const EncoderEntry& entry) {
+                           return typeMatches(wanted, kind, entry.info.output_type);
+                       });
+}
+
+status_t get_next_encoder(int32* cookie, const media_file_format* fileFormat,
+                          const media_format* input, media_format* output, media_codec_info* info) {
+    return get_next_encoder(cookie, fileFormat, input, nullptr, info, nullptr, output);
+}
+
+status_t get_next_encoder(int32* cookie, const media_file_format* fileFormat,
+                          const media_format* input, const media_format* output,
+                          media_codec_info* info, media_format* acceptedInput,
+                          media_format* acceptedOutput) {
+    if (fileFormat == nullptr)
+        return B_BAD_VALUE;
+    const AVOutputFormat* muxer = muxerFor(*fileFormat);
+    if (muxer == nullptr)
+        return B_BAD_INDEX;
+    media_type kind = kindOf(input, output);
+    media_type wanted = output != nullptr ? output->type : B_MEDIA_UNKNOWN_TYPE;
+    // Everything in a file is "encoded": the raw encoders answer an encoded request too.
+    bool anyOfKind = wanted == B_MEDIA_ENCODED_VIDEO || wanted == B_MEDIA_ENCODED_AUDIO;
+    return nextEncoder(cookie, info, input, acceptedInput, acceptedOutput,
+                       [&](const EncoderEntry& entry) {
+                           media_type filter = anyOfKind ? B_MEDIA_UNKNOWN_TYPE : wanted;
+                           return typeMatches(filter, kind, entry.info.output_type) &&
+                                  muxerTakes(muxer, entry.codec);
+                       });
+}
+
+const AVOutputFormat* muxerFor(const media_file_format& format) {
+    for (const FileFormatEntry& entry : registry().fileFormats) {
+        if (entry.format.short_name == format.short_name)
+            return entry.muxer;
+    }
+    return nullptr;
+}
+
+const AVCodec* encoderFor(const media_codec_info& info) {
+    for (const EncoderEntry& entry : registry().encoders) {
+        if (entry.info.short_name == info.short_name)
+            return entry.codec;
+    }
+    return nullptr;
+}

@@ -1,0 +1,177 @@
+#include "media/file/MediaFile.h"
+
+#include <string_view>
+
+extern "C" {
+#include <libavutil/opt.h>
+}
+
+#include "support/Clock.h"
+
+namespace {
+
+// How often what was muxed is pushed to the disk: a cut-off recording loses at most this much
+// (plus what the encoder holds back).
+constexpr bigtime_t kFlushInterval = 500000;
+// Streams written by two threads drift apart a little; the muxer waits at most this long for
+// the slower one before it writes out what it holds.
+constexpr int64_t kMaxInterleaveDelta = 500000;
+
+bool writesFragments(const AVOutputFormat* muxer) {
+    // The QuickTime family needs its index (moov) at the end unless it is fragmented.
+    constexpr std::string_view kFamily[] = {"mov", "mp4", "ipod", "psp",
+                                            "3gp", "3g2", "ismv", "f4v"};
+    for (std::string_view name : kFamily) {
+        if (name == muxer->name)
+            return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+MediaFile::MediaFile(const char* path, const media_file_format* format, uint32 /*flags*/)
+    : fPath(path != nullptr ? path : "") {
+    if (format == nullptr || path == nullptr) {
+        fInitStatus = B_BAD_VALUE;
+        return;
+    }
+    fFormat = *format;
+    const AVOutputFormat* muxer = muxerFor(*format);
+    if (muxer == nullptr) {
+        fInitStatus = B_MEDIA_BAD_FORMAT;
+        return;
+    }
+    AVFormatContext* context = nullptr;
+    int error = avformat_alloc_output_context2(&context, muxer, nullptr, path);
+    if (error < 0) {
+        fInitStatus = avStatus("avformat_alloc_output_context2", error);
+        return;
+    }
+    fContext.reset(context);
+    fContext->max_interleave_delta = kMaxInterleaveDelta;
+    if (!(muxer->flags & AVFMT_NOFILE)) {
+        error = avio_open(&fContext->pb, path, AVIO_FLAG_WRITE);
+        if (error < 0) {
+            fInitStatus = avStatus("avio_open", error);
+            fContext.reset();
+            return;
+        }
+    }
+    fInitStatus = B_OK;
+}
+
+MediaFile::~MediaFile() {
+    CloseFile();
+}
+
+MediaTrack* MediaFile::CreateTrack(const media_format* input, const media_codec_info* codec,
+                                   uint32 /*flags*/) {
+    if (fInitStatus != B_OK || fState != State::Created || input == nullptr || codec == nullptr)
+        return nullptr;
+    const AVCodec* encoder = encoderFor(*codec);
+    if (encoder == nullptr)
+        return nullptr;
+    int answer = avformat_query_codec(fContext->oformat, encoder->id, FF_COMPLIANCE_NORMAL);
+    if (answer == 0)
+        return nullptr;
+
+    media_codec_info info = *codec;
+    std::unique_ptr<MediaTrack> track(new MediaTrack(this, *input, info));
+    if (track->Init(encoder, fContext->oformat) != B_OK)
+        return nullptr;
+    fTracks.push_back(std::move(track));
+    return fTracks.back().get();
+}
+
+MediaTrack* MediaFile::TrackAt(int32 index) const {
+    if (index < 0 || index >= CountTracks())
+        return nullptr;
+    return fTracks[index].get();
+}
+
+status_t MediaFile::CommitHeader() {
+    if (fInitStatus != B_OK)
+        return fInitStatus;
+    if (fState != State::Created)
+        return B_NOT_ALLOWED;
+    if (fTracks.empty())
+        return B_MEDIA_BAD_FORMAT;
+    bool globalHeader = fContext->oformat->flags & AVFMT_GLOBALHEADER;
+    for (const auto& track : fTracks) {
+        AVStream* stream = avformat_new_stream(fContext.get(), nullptr);
+        if (stream == nullptr)
+            return B_NO_MEMORY;
+        if (status_t status = track->Open(stream, globalHeader); status != B_OK)
+            return status;
+    }
+
+    AVDictionary* options = nullptr;
+    if (writesFragments(fContext->oformat))
+        av_dict_set(&options, "movflags", "frag_keyframe+empty_moov+default_base_moof", 0);
+    int error = avformat_write_header(fContext.get(), &options);
+    av_dict_free(&options);
+    if (error < 0)
+        return avStatus("avformat_write_header", error);
+    avio_flush(fContext->pb);
+    fLastFlush = system_time();
+    fState = State::Writing;
+    return B_OK;
+}
+
+status_t MediaFile::WritePacket(AVPacket* packet, const AVCodecContext* encoder, AVStream* stream) {
+    std::lock_guard<std::mutex> lock(fMuxLock);
+    if (fState != State::Writing)
+        return B_NOT_ALLOWED;
+    av_packet_rescale_ts(packet, encoder->time_base, stream->time_base);
+    packet->stream_index = stream->index;
+    int error = av_interleaved_write_frame(fContext.get(), packet);
+    if (error < 0)
+        return avStatus("av_interleaved_write_frame", error);
+    if (system_time() - fLastFlush >= kFlushInterval)
+        FlushToDisk();
+    if (fContext->pb != nullptr && fContext->pb->error < 0)
+        return avStatus("avio_write", fContext->pb->error);
+    return B_OK;
+}
+
+// Pushes what the muxer holds (a matroska cluster, an mp4 fragment) and the file's buffer to
+// the kernel, so that it survives the end of the process.
+void MediaFile::FlushToDisk() {
+    if (fContext->oformat->flags & AVFMT_ALLOW_FLUSH)
+        av_write_frame(fContext.get(), nullptr);
+    if (fContext->pb != nullptr)
+        avio_flush(fContext->pb);
+    fLastFlush = system_time();
+}
+
+status_t MediaFile::CloseFile() {
+    if (fState == State::Closed || !fContext)
+        return fCloseStatus;
+    bool headerWritten = fState == State::Writing;
+    status_t status = B_OK;
+    if (headerWritten) {
+        for (const auto& track : fTracks) {
+            status_t flushed = track->Flush();
+            if (status == B_OK)
+                status = flushed;
+        }
+    }
+    std::lock_guard<std::mutex> lock(fMuxLock);
+    fState = State::Closed;
+    if (headerWritten) {
+        int error = av_write_trailer(fContext.get());
+        if (error < 0 && status == B_OK)
+            status = avStatus("av_write_trailer", error);
+    }
+    if (fContext->pb != nullptr && !(fContext->oformat->flags & AVFMT_NOFILE)) {
+        avio_flush(fContext->pb);
+        if (fContext->pb->error < 0 && status == B_OK)
+            status = avStatus("avio_flush", fContext->pb->error);
+        int error = avio_closep(&fContext->pb);
+        if (error < 0 && status == B_OK)
+            status = avStatus("avio_closep", error);
+    }
+    fCloseStatus = status;
+    return status;
+}

@@ -1,0 +1,167 @@
+#include "media/testsignal/TestToneProducer.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <numbers>
+
+#include "support/Clock.h"
+
+namespace {
+
+constexpr int32 kRates[] = {48000, 44100, 22050, 11025};
+
+int32 nearestRate(float requested) {
+    int32 best = kRates[0];
+    for (int32 rate : kRates) {
+        if (std::fabs(requested - float(rate)) < std::fabs(requested - float(best)))
+            best = rate;
+    }
+    return best;
+}
+
+// The first sample at or after `offset` µs.
+int64 sampleAtOrAfter(bigtime_t offset, int32 rate) {
+    if (offset <= 0)
+        return 0;
+    return (offset * rate + 999999) / 1000000;
+}
+
+}  // namespace
+
+TestToneProducer::TestToneProducer(std::shared_ptr<TestSignalClock> clock, const char* name)
+    : MediaProducer(name, B_MEDIA_RAW_AUDIO),
+      fClock(clock != nullptr ? std::move(clock) : std::make_shared<TestSignalClock>()) {}
+
+TestToneProducer::~TestToneProducer() {
+    Quit();
+}
+
+int64 TestToneProducer::ClickSample(const TestSignalClock& clock, int64 second, int32 rate) {
+    return sampleAtOrAfter(clock.FlashTime(second), rate);
+}
+
+status_t TestToneProducer::GetLatency(bigtime_t* latency) {
+    // A buffer leaves once its last sample is due: one period after its start time.
+    *latency = fRate > 0 ? bigtime_t(fFramesPerBuffer) * 1000000 / fRate : 10000;
+    return B_OK;
+}
+
+status_t TestToneProducer::FormatProposal(media_format* format) {
+    if (format->type == B_MEDIA_UNKNOWN_TYPE || format->type == B_MEDIA_NO_TYPE)
+        format->type = B_MEDIA_RAW_AUDIO;
+    if (format->type != B_MEDIA_RAW_AUDIO)
+        return B_MEDIA_BAD_FORMAT;
+    media_raw_audio_format& audio = format->raw_audio;
+    if (audio.format == 0)
+        audio.format = media_raw_audio_format::B_AUDIO_SHORT;
+    if (audio.format != media_raw_audio_format::B_AUDIO_SHORT)
+        return B_MEDIA_BAD_FORMAT;
+    if (audio.byte_order == 0)
+        audio.byte_order = B_MEDIA_LITTLE_ENDIAN;
+    if (audio.byte_order != B_MEDIA_LITTLE_ENDIAN)
+        return B_MEDIA_BAD_FORMAT;
+    audio.frame_rate = audio.frame_rate <= 0 ? 48000.0f : float(nearestRate(audio.frame_rate));
+    if (audio.channel_count == 0 || audio.channel_count > 2)
+        audio.channel_count = 2;
+    const size_t frameBytes = audio.channel_count * 2;
+    if (audio.buffer_size == 0)
+        audio.buffer_size = size_t(audio.frame_rate) / 100 * frameBytes;
+    audio.buffer_size = std::max(frameBytes, audio.buffer_size / frameBytes * frameBytes);
+    return B_OK;
+}
+
+status_t TestToneProducer::PrepareToConnect(media_format* format) {
+    status_t status = FormatProposal(format);
+    if (status != B_OK)
+        return status;
+    auto buffers = std::make_unique<BufferGroup>(format->raw_audio.buffer_size, kBufferCount);
+    if (buffers->InitCheck() != B_OK)
+        return buffers->InitCheck();
+    fBuffers = std::move(buffers);
+    fRate = int32(format->raw_audio.frame_rate);
+    fChannels = int32(format->raw_audio.channel_count);
+    fFramesPerBuffer = format->raw_audio.buffer_size / (size_t(fChannels) * 2);
+    return B_OK;
+}
+
+void TestToneProducer::Disconnected() {
+    // Disconnect has taken every buffer back from the consumer before this runs.
+    fBuffers.reset();
+    fRate = 0;
+    fStreaming = false;
+}
+
+status_t TestToneProducer::StartCapture() {
+    if (fBuffers == nullptr)
+        return B_MEDIA_NOT_CONNECTED;
+    // The sample due now; a paced stream that begins within a period of its time starts at
+    // sample 0, one that begins later (or goes on after a reconnect) at the due sample.
+    const bigtime_t origin = StartTime();
+    int64 due = std::max<int64>(0, (system_time() - origin) * fRate / 1000000);
+    if (due < int64(fFramesPerBuffer))
+        due = 0;
+    if (origin != fOrigin || !fStreaming) {
+        fOrigin = origin;
+        fNextSample = fPaced.load() ? due : 0;
+    } else if (fPaced.load()) {
+        fNextSample = std::max(fNextSample, due);
+    }
+    fStreaming = true;
+    return B_OK;
+}
+
+int16 TestToneProducer::SampleAt(int64 index) const {
+    const int64 second = index / fRate;
+    const int64 clickLength = kClickDuration * fRate / 1000000;
+    // The click of a second lies up to one frame period after it, so look one second back.
+    for (int64 s = second; s >= std::max<int64>(0, second - 1); s--) {
+        const int64 offset = index - ClickSample(*fClock, s, fRate);
+        if (offset >= 0 && offset < clickLength) {
+            // A 2 kHz square wave: unmistakable next to the tone, and no DC step.
+            const int64 halfPeriod = std::max<int64>(1, fRate / 4000);
+            return (offset / halfPeriod) % 2 == 0 ? kClickAmplitude : -kClickAmplitude;
+        }
+    }
+    // The phase from the index modulo one tone period keeps the sine exact over long streams.
+    const double phase = double(index * kToneFrequency % fRate) / fRate;
+    return int16(std::lround(kToneAmplitude * std::sin(2 * std::numbers::pi * phase)));
+}
+
+status_t TestToneProducer::CaptureNext() {
+    const int64 first = fNextSample;
+    const int64 end = first + int64(fFramesPerBuffer);
+    const bigtime_t period = bigtime_t(fFramesPerBuffer) * 1000000 / fRate;
+    const bool paced = fPaced.load();
+    if (paced && !WaitUntil(fOrigin + end * 1000000 / fRate))
+        return B_OK;
+
+    MediaBuffer* buffer = nullptr;
+    status_t status = fBuffers->RequestBuffer(fFramesPerBuffer * size_t(fChannels) * 2,
+                                              paced ? period : 100000, &buffer);
+    if (status == B_TIMED_OUT || status == B_WOULD_BLOCK) {
+        if (!paced)
+            return B_TIMED_OUT;
+        fNextSample = end;  // the consumer is stuck: this period is lost
+        return B_OK;
+    }
+    if (status != B_OK)
+        return status;
+    fNextSample = end;
+
+    int16* samples = static_cast<int16*>(buffer->Data());
+    for (int64 i = first; i < end; i++) {
+        const int16 value = SampleAt(i);
+        for (int32 c = 0; c < fChannels; c++)
+            *samples++ = value;
+    }
+    media_header* header = buffer->Header();
+    header->type = B_MEDIA_RAW_AUDIO;
+    header->size_used = fFramesPerBuffer * size_t(fChannels) * 2;
+    header->start_time = fOrigin + first * 1000000 / fRate;
+    header->sequence = first;
+    SendBuffer(buffer);
+    return B_OK;
+}
+
+void TestToneProducer::StopCapture() {}

@@ -1,0 +1,63 @@
+#pragma once
+// The built-in audio input: a 1 kHz tone at a quarter of full scale with a 2 ms full-scale
+// click at every flash of the test picture (the first frame of every second on the shared
+// TestSignalClock), so that audio/video sync can be measured in a recorded file. 16-bit
+// little-endian, mono or stereo, at 48000, 44100, 22050 or 11025 Hz (another rate is moved
+// to the nearest of these, as a sound card would).
+//
+// Sample k of a stream lies at origin + k / rate; a buffer's header carries the time of its
+// first sample and, in `sequence`, k. Paced, a buffer is sent once its last sample's time has
+// passed (as a capture device delivers a period); unpaced, as fast as buffers come back.
+// The buffers are the producer's own: eight of one period (10 ms unless the format asks for
+// another buffer size).
+
+#include <memory>
+
+#include "media/node/MediaProducer.h"
+#include "media/testsignal/TestSignalClock.h"
+
+class TestToneProducer : public MediaProducer {
+public:
+    explicit TestToneProducer(std::shared_ptr<TestSignalClock> clock = nullptr,
+                              const char* name = "Test Tone");
+    ~TestToneProducer() override;
+
+    const std::shared_ptr<TestSignalClock>& Clock() const { return fClock; }
+    void SetPaced(bool paced) { fPaced.store(paced); }
+
+    static constexpr int32 kToneFrequency = 1000;
+    static constexpr int16 kToneAmplitude = 8192;
+    static constexpr int16 kClickAmplitude = 30000;
+    static constexpr bigtime_t kClickDuration = 2000;  // µs
+
+    // The sample index of the click of the stream's second `second` at `rate`.
+    static int64 ClickSample(const TestSignalClock& clock, int64 second, int32 rate);
+
+    status_t GetLatency(bigtime_t* latency) override;
+
+protected:
+    status_t FormatProposal(media_format* format) override;
+    status_t PrepareToConnect(media_format* format) override;
+    void Disconnected() override;
+
+    status_t StartCapture() override;
+    status_t CaptureNext() override;
+    void StopCapture() override;
+
+private:
+    static constexpr int32 kBufferCount = 8;
+
+    int16 SampleAt(int64 index) const;
+
+    const std::shared_ptr<TestSignalClock> fClock;
+    std::atomic<bool> fPaced{true};
+
+    // Connection and capture state (see MediaProducer for which thread, when).
+    int32 fRate = 0;
+    int32 fChannels = 0;
+    size_t fFramesPerBuffer = 0;
+    std::unique_ptr<BufferGroup> fBuffers;
+    bigtime_t fOrigin = 0;
+    int64 fNextSample = 0;
+    bool fStreaming = false;  // a stream from fOrigin has begun on this connection
+};

@@ -1,0 +1,234 @@
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <random>
+
+#include "app/TavroSettings.h"
+#include "support/Message.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Bytes = std::vector<uint8>;
+
+// The settings object leaves its formats alive; a test deletes them.
+struct FormatsDeleter {
+    void operator()(TavroSettings* settings) const {
+        std::vector<FormatSetting*> formats = settings->formats;
+        delete settings;
+        for (FormatSetting* format : formats)
+            delete format;
+    }
+};
+using Settings = std::unique_ptr<TavroSettings, FormatsDeleter>;
+
+// Each test gets its own settings directory, not yet made, inside a fresh temporary one.
+class TavroSettingsTest : public testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/tavro-settings-test-XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        fRoot = pattern;
+        const char* old = std::getenv("XDG_CONFIG_HOME");
+        fOldConfig = old ? old : "";
+        setenv("XDG_CONFIG_HOME", (fRoot / "config").c_str(), 1);
+        fPath = fRoot / "config" / "zelk.Tavro settings";
+    }
+    void TearDown() override {
+        setenv("XDG_CONFIG_HOME", fOldConfig.c_str(), 1);
+        fs::remove_all(fRoot);
+    }
+
+    static Settings Load() { return Settings(new TavroSettings()); }
+    // Destroys without writing the file (the directory named while it saves lies below a
+    // regular file): saves fsync, and the loops below would make hundreds.
+    void DestroyWithoutSaving(Settings& settings) {
+        std::ofstream{fRoot / "file"};
+        setenv("XDG_CONFIG_HOME", (fRoot / "file" / "config").c_str(), 1);
+        settings.reset();
+        setenv("XDG_CONFIG_HOME", (fRoot / "config").c_str(), 1);
+    }
+
+    void WriteFile(const Bytes& bytes) {
+        fs::create_directories(fPath.parent_path());
+        std::ofstream(fPath, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+    }
+    void WriteMessage(const Message& message) {
+        Bytes bytes;
+        ASSERT_EQ(message.Flatten(&bytes), B_OK);
+        WriteFile(bytes);
+    }
+    Bytes ReadFile() {
+        std::ifstream in(fPath, std::ios::binary);
+        return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    long FilesInDirectory() {
+        return std::distance(fs::directory_iterator(fPath.parent_path()), {});
+    }
+    static Message ThreeFormats(int32 lastFormat) {
+        Message message(kSettingsWhat);
+        for (const char* name : {"a", "b", "c"})
+            message.AddFlat("format", FormatSetting(name));
+        message.AddInt32("lastFormat", lastFormat);
+        return message;
+    }
+
+    fs::path fRoot, fPath;
+    std::string fOldConfig;
+};
+
+TEST_F(TavroSettingsTest, NoFileGivesTheDefaultsAndSavingCreatesTheDirectory) {
+    Settings settings = Load();
+    EXPECT_EQ(settings->tavroFrame, (Rect{60, 60, 420, 510}));
+    EXPECT_STREQ(settings->fileName, "video.avi");
+    ASSERT_EQ(settings->formats.size(), 1u);
+    EXPECT_STREQ(settings->formats[0]->name, "Standard Format");
+    EXPECT_EQ(settings->lastFormat, 0);
+    EXPECT_FALSE(settings->showTVControls);
+    settings.reset();
+    EXPECT_TRUE(fs::is_regular_file(fPath));
+    EXPECT_EQ(FilesInDirectory(), 1);  // no temporary file left behind
+}
+
+TEST_F(TavroSettingsTest, SavedSettingsLoadBackEqual) {
+    Settings settings = Load();
+    settings->tavroFrame = {10, 20, 500, 600};
+    settings->audioEncoderFrame = {-10, -20, 30, 40};
+    settings->showVideo = settings->timer = false;
+    settings->showAudio = settings->showTimer = settings->showTVControls = true;
+    settings->SetFileName("/home/someone/Videos/news.mkv");
+    settings->formats[0]->SetName("First");
+    settings->formats.push_back(new FormatSetting("Second"));
+    settings->formats.back()->videoWidth = 720;
+    settings->lastFormat = 1;
+    settings.reset();
+
+    Settings loaded = Load();
+    EXPECT_EQ(loaded->tavroFrame, (Rect{10, 20, 500, 600}));
+    EXPECT_EQ(loaded->audioEncoderFrame, (Rect{-10, -20, 30, 40}));
+    EXPECT_EQ(loaded->audioFrame, (Rect{150, 100, 354, 142}));
+    EXPECT_FALSE(loaded->showVideo || loaded->timer);
+    EXPECT_TRUE(loaded->showAudio && loaded->showTimer && loaded->showTVControls);
+    EXPECT_STREQ(loaded->fileName, "/home/someone/Videos/news.mkv");
+    ASSERT_EQ(loaded->formats.size(), 2u);
+    EXPECT_STREQ(loaded->formats[0]->name, "First");
+    EXPECT_EQ(loaded->formats[1]->videoWidth, 720);
+    EXPECT_EQ(loaded->lastFormat, 1);
+}
+
+TEST_F(TavroSettingsTest, LoadingCorrectsNarrowWindowsAndAStrayLastFormat) {
+    Message message = ThreeFormats(3);
+    message.AddRect("tavroFrame", {100, 50, 300, 400});
+    message.AddRect("formatFrame", {0, 0, 460, 300});
+    message.AddRect("videoFrame", {0, 0, 10, 10});
+    message.AddString("fileName", "");
+    WriteMessage(message);
+    Settings settings = Load();
+    EXPECT_EQ(settings->tavroFrame, (Rect{100, 50, 460, 400}));
+    EXPECT_EQ(settings->formatFrame, (Rect{0, 0, 460, 300}));  // exactly the minimum
+    EXPECT_EQ(settings->videoFrame, (Rect{0, 0, 10, 10}));
+    EXPECT_EQ(settings->formats.size(), 3u);
+    EXPECT_EQ(settings->lastFormat, 0);
+    EXPECT_STREQ(settings->fileName, "");  // stored empty: no fall-back
+
+    for (int32 stored : {-1, 2}) {
+        WriteMessage(ThreeFormats(stored));
+        Settings reloaded = Load();
+        EXPECT_EQ(reloaded->lastFormat, stored == 2 ? 2 : 0);
+        DestroyWithoutSaving(reloaded);
+    }
+}
+
+TEST_F(TavroSettingsTest, AnotherWhatCodeIsIgnoredAndOverwritten) {
+    Message message(fourcc("Tavx"));
+    message.AddString("fileName", "elsewhere.avi");
+    WriteMessage(message);
+    EXPECT_STREQ(Load()->fileName, "video.avi");
+
+    Message saved;
+    Bytes bytes = ReadFile();
+    ASSERT_EQ(saved.Unflatten(bytes.data(), bytes.size()), B_OK);
+    EXPECT_EQ(saved.what, kSettingsWhat);
+    EXPECT_EQ(saved.GetString("fileName", ""), "video.avi");
+}
+
+TEST_F(TavroSettingsTest, ADamagedFormatEndsTheList) {
+    const uint8 garbage[] = {'b', 'r', 'o', 'k', 'e', 'n', 0, 1, 2};
+    Message message(kSettingsWhat);
+    message.AddFlat("format", FormatSetting("first"));
+    message.AddFlat("format", FormatSetting("second"));
+    message.AddData("format", kFormatSettingType, garbage, sizeof(garbage));
+    message.AddFlat("format", FormatSetting("fourth"));
+    WriteMessage(message);
+    Settings settings = Load();
+    ASSERT_EQ(settings->formats.size(), 2u);
+    EXPECT_STREQ(settings->formats[1]->name, "second");
+    DestroyWithoutSaving(settings);
+
+    Message broken(kSettingsWhat);
+    broken.AddData("format", kFormatSettingType, garbage, sizeof(garbage));
+    WriteMessage(broken);
+    settings = Load();
+    ASSERT_EQ(settings->formats.size(), 1u);
+    EXPECT_STREQ(settings->formats[0]->name, "Standard Format");
+}
+
+// Cut-short files, random bytes and random corruptions of a good file: never a crash, always
+// a usable object.
+TEST_F(TavroSettingsTest, DamagedFilesLeaveUsableSettings) {
+    Bytes good;
+    ASSERT_EQ(ThreeFormats(1).Flatten(&good), B_OK);
+    std::mt19937 random(20240607);
+    for (size_t round = 0; round < good.size() + 200; round++) {
+        Bytes bytes = good;
+        if (round < good.size()) {
+            bytes.resize(round);
+        } else if (round % 4 == 0) {
+            bytes.resize(random() % 512);
+            for (uint8& byte : bytes)
+                byte = uint8(random());
+        } else {
+            for (int flips = 1 + random() % 4; flips > 0; flips--)
+                bytes[random() % bytes.size()] ^= uint8(1 + random() % 255);
+        }
+        WriteFile(bytes);
+        Settings settings = Load();
+        ASSERT_FALSE(settings->formats.empty());
+        EXPECT_LE(settings->formats.size(), round < good.size() ? 1u : 3u);
+        EXPECT_LT(size_t(settings->lastFormat), settings->formats.size());
+        EXPECT_NE(settings->fileName, nullptr);
+        DestroyWithoutSaving(settings);
+    }
+}
+
+TEST_F(TavroSettingsTest, AFailedSaveLeavesTheOldFile) {
+    WriteMessage(ThreeFormats(1));
+    const Bytes before = ReadFile();
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        // A file size limit makes the write fail part-way (EFBIG instead of the signal).
+        signal(SIGXFSZ, SIG_IGN);
+        rlimit limit{64, 64};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        auto* settings = new TavroSettings();
+        settings->SetFileName(std::string(4096, 'x').c_str());
+        _exit(settings->Save() == B_FILE_TOO_LARGE ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(ReadFile(), before);
+    EXPECT_EQ(FilesInDirectory(), 1);
+}
+
+}  // namespace

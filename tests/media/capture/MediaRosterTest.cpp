@@ -1,0 +1,150 @@
+// The roster: which inputs it lists and which it picks as defaults, with an in-process Bt848
+// as the only "real" video device, and the nodes it hands out.
+
+#include <gtest/gtest.h>
+
+#include "media/roster/MediaRoster.h"
+#include "media/roster/SystemDeviceBackend.h"
+#include "media/testsignal/TestPictureProducer.h"
+#include "media/testsignal/TestToneProducer.h"
+#include "media/v4l2/FakeBt848.h"
+#include "media/v4l2/V4L2Producer.h"
+
+namespace {
+
+// Video from the fake Bt848 through the real V4L2 listing; audio inputs as the test says,
+// each failing to open with B_DEV_NOT_READY; no sound output.
+class TestBackend : public DeviceBackend {
+public:
+    TestBackend(FakeBt848* card, std::vector<std::string> audioIds)
+        : fVideo(card, card != nullptr ? std::vector<std::string>{"/dev/video0"}
+                                       : std::vector<std::string>{"/dev/none"}),
+          fCard(card),
+          fAudioIds(std::move(audioIds)) {}
+
+    std::vector<MediaDevice> VideoInputs() override {
+        return fCard != nullptr ? fVideo.VideoInputs() : std::vector<MediaDevice>{};
+    }
+    std::vector<MediaDevice> AudioInputs() override {
+        std::vector<MediaDevice> devices;
+        for (const std::string& id : fAudioIds)
+            devices.push_back({DeviceKind::AudioInput, id, "Card " + id, false});
+        return devices;
+    }
+    std::vector<MediaDevice> AudioOutputs(const std::string&) override { return {}; }
+    status_t MakeInput(const MediaDevice& device, std::shared_ptr<MediaProducer>* node) override {
+        if (device.kind == DeviceKind::VideoInput)
+            return fVideo.MakeInput(device, node);
+        return B_DEV_NOT_READY;
+    }
+    status_t MakeOutput(const MediaDevice&, std::shared_ptr<MediaNode>*) override {
+        return B_DEV_NOT_READY;
+    }
+
+private:
+    SystemDeviceBackend fVideo;
+    FakeBt848* fCard;
+    std::vector<std::string> fAudioIds;
+};
+
+std::unique_ptr<DeviceBackend> backend(FakeBt848* card, std::vector<std::string> audio = {}) {
+    return std::make_unique<TestBackend>(card, std::move(audio));
+}
+
+}  // namespace
+
+TEST(MediaRoster, WithoutDevicesTheBuiltInInputsAreTheDefaults) {
+    MediaRoster roster({}, backend(nullptr));
+    ASSERT_NE(roster.DefaultVideoInput(), nullptr);
+    EXPECT_EQ(roster.DefaultVideoInput()->id, MediaRoster::kTestPictureID);
+    ASSERT_NE(roster.DefaultAudioInput(), nullptr);
+    EXPECT_EQ(roster.DefaultAudioInput()->id, MediaRoster::kTestToneID);
+    EXPECT_EQ(roster.DefaultAudioOutput(), nullptr);
+
+    std::shared_ptr<MediaProducer> video, again, audio;
+    ASSERT_EQ(roster.GetVideoInput(&video), B_OK);
+    ASSERT_EQ(roster.GetVideoInput(&again), B_OK);
+    EXPECT_EQ(video, again);
+    ASSERT_EQ(roster.GetAudioInput(&audio), B_OK);
+    // One frame clock for both, so the clicks fall on the flashes.
+    auto* picture = dynamic_cast<TestPictureProducer*>(video.get());
+    auto* tone = dynamic_cast<TestToneProducer*>(audio.get());
+    ASSERT_NE(picture, nullptr);
+    ASSERT_NE(tone, nullptr);
+    EXPECT_EQ(picture->Clock(), tone->Clock());
+
+    EXPECT_EQ(roster.ReleaseNode(video.get()), B_OK);
+    EXPECT_EQ(roster.ReleaseNode(video.get()), B_MEDIA_BAD_NODE);
+    ASSERT_EQ(roster.GetVideoInput(&again), B_OK);
+    EXPECT_NE(again, video);
+
+    std::shared_ptr<MediaNode> output;
+    EXPECT_EQ(roster.GetAudioOutput(&output), B_ENTRY_NOT_FOUND);
+}
+
+TEST(MediaRoster, ARealDeviceComesFirstUnlessAnotherIsNamed) {
+    FakeBt848 card;
+    MediaRoster roster({}, backend(&card, {"hw:1"}));
+    ASSERT_NE(roster.DefaultVideoInput(), nullptr);
+    EXPECT_EQ(roster.DefaultVideoInput()->id, "/dev/video0");
+    EXPECT_FALSE(roster.DefaultVideoInput()->builtIn);
+    EXPECT_EQ(roster.DefaultAudioInput()->id, "hw:1");
+    std::shared_ptr<MediaProducer> video;
+    ASSERT_EQ(roster.GetVideoInput(&video), B_OK);
+    EXPECT_NE(dynamic_cast<V4L2Producer*>(video.get()), nullptr);
+    // The device's own error when it cannot be opened.
+    std::shared_ptr<MediaProducer> audio;
+    EXPECT_EQ(roster.GetAudioInput(&audio), B_DEV_NOT_READY);
+
+    // Named by id or by name; a name that is not there falls back to the rule.
+    RosterOptions options;
+    options.videoInput = MediaRoster::kTestPictureID;
+    options.audioInput = "Test Tone";
+    MediaRoster named(options, backend(&card, {"hw:1"}));
+    EXPECT_EQ(named.DefaultVideoInput()->id, MediaRoster::kTestPictureID);
+    EXPECT_EQ(named.DefaultAudioInput()->id, MediaRoster::kTestToneID);
+    options.videoInput = "/dev/video9";
+    MediaRoster missing(options, backend(&card));
+    EXPECT_EQ(missing.DefaultVideoInput()->id, "/dev/video0");
+}
+
+TEST(MediaRoster, WithoutBuiltInInputsAMachineWithoutDevicesHasNoInputs) {
+    RosterOptions options;
+    options.builtInInputs = false;
+    MediaRoster roster(options, backend(nullptr));
+    EXPECT_EQ(roster.DefaultVideoInput(), nullptr);
+    EXPECT_EQ(roster.DefaultAudioInput(), nullptr);
+    std::shared_ptr<MediaProducer> producer;
+    EXPECT_EQ(roster.GetVideoInput(&producer), B_ENTRY_NOT_FOUND);
+    EXPECT_EQ(roster.GetAudioInput(&producer), B_ENTRY_NOT_FOUND);
+    EXPECT_EQ(roster.Describe(),
+              "Video inputs:\n  none\nAudio inputs:\n  none\n"
+              "Audio output (mute switch):\n  none\n"
+              "* the default of its kind\n");
+}
+
+TEST(MediaRoster, CommandLineOptionsAreTakenOutAndTheListMarksDefaults) {
+    char program[] = "tavro", list[] = "--list-devices", video[] = "--video-input=/dev/video0",
+         none[] = "--no-test-inputs", mixer[] = "--mixer-card=hw:2", empty[] = "--audio-input=";
+    char* argv[] = {program, video, list, none, mixer, nullptr};
+    int argc = 5;
+    RosterOptions options;
+    ASSERT_EQ(MediaRoster::TakeArguments(&argc, argv, &options), B_OK);
+    ASSERT_EQ(argc, 2);
+    EXPECT_STREQ(argv[1], "--list-devices");
+    EXPECT_EQ(argv[2], nullptr);
+    EXPECT_EQ(options.videoInput, "/dev/video0");
+    EXPECT_EQ(options.mixerCard, "hw:2");
+    EXPECT_FALSE(options.builtInInputs);
+
+    char* bad[] = {program, empty, nullptr};
+    argc = 2;
+    EXPECT_EQ(MediaRoster::TakeArguments(&argc, bad, &options), B_BAD_VALUE);
+
+    FakeBt848 card;
+    MediaRoster roster({}, backend(&card));
+    const std::string text = roster.Describe();
+    EXPECT_NE(text.find("* /dev/video0"), std::string::npos) << text;
+    EXPECT_NE(text.find("  test-picture  Test Picture (built in)"), std::string::npos) << text;
+    EXPECT_NE(text.find("* test-tone"), std::string::npos) << text;
+}

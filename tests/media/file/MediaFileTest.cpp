@@ -1,0 +1,456 @@
+// Files written through MediaFile and MediaTrack and read back with libavformat/libavcodec:
+// containers and encoders, every input colour space, quality, encoder parameters, misuse.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+
+#include "app/Parameter.h"
+#include "media/file/EncoderParameters.h"
+#include "tests/media/file/MovieReader.h"
+#include "tests/media/file/MovieWriter.h"
+
+namespace {
+
+struct RoundTrip {
+    const char* fileFormat;
+    const char* videoEncoder;
+    const char* audioEncoder;
+    const char* extension;
+    const char* videoDecoder;
+    const char* audioDecoder;
+    float rate;
+    bool exactSamples;  // PCM and lossless: every sample written comes back
+};
+
+class MediaFileRoundTrip : public testing::TestWithParam<RoundTrip> {};
+
+int64 fileSize(const std::string& path) {
+    std::error_code error;
+    auto size = std::filesystem::file_size(path, error);
+    return error ? -1 : int64(size);
+}
+
+}  // namespace
+
+TEST_P(MediaFileRoundTrip, DecodesEveryFrameAtTheTimesWritten) {
+    const RoundTrip& trip = GetParam();
+    Recording recording;
+    recording.fileFormat = trip.fileFormat;
+    recording.videoEncoder = trip.videoEncoder;
+    recording.audioEncoder = trip.audioEncoder;
+    recording.rate = trip.rate;
+    recording.frames = 30;
+    std::string path = temporaryPath(trip.extension);
+    std::string step;
+    ASSERT_EQ(writeMovie(path, recording, {}, &step), B_OK) << step;
+
+    MovieSummary movie = readMovie(path);
+    std::remove(path.c_str());
+    ASSERT_EQ(movie.openError, 0);
+    ASSERT_EQ(movie.streams.size(), 2u);
+    const StreamSummary* video = movie.Video();
+    const StreamSummary* audio = movie.Audio();
+    ASSERT_NE(video, nullptr);
+    ASSERT_NE(audio, nullptr);
+
+    EXPECT_EQ(video->codec, trip.videoDecoder);
+    EXPECT_EQ(video->width, 160);
+    EXPECT_EQ(video->height, 120);
+    EXPECT_EQ(video->frames, 30);
+    EXPECT_EQ(video->decodeErrors, 0);
+    double seconds = recording.frames / recording.rate;
+    EXPECT_NEAR(video->endSeconds, seconds, 1 / recording.rate + 1e-3);
+
+    EXPECT_EQ(audio->codec, trip.audioDecoder);
+    EXPECT_EQ(audio->sampleRate, 44100);
+    EXPECT_EQ(audio->channels, 2);
+    EXPECT_EQ(audio->decodeErrors, 0);
+    int64 written = int64(seconds * recording.audioRate);
+    if (trip.exactSamples) {
+        EXPECT_EQ(audio->samples, written);
+    } else {
+        // Lossy encoders pad the last frame and may add their priming samples.
+        EXPECT_GE(audio->samples, written - 1152);
+        EXPECT_LE(audio->samples, written + 3 * 1152);
+    }
+    EXPECT_NEAR(audio->endSeconds, seconds, 3 * 1152.0 / 44100);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Containers, MediaFileRoundTrip,
+    testing::Values(RoundTrip{"avi", "raw-video", "raw-audio", "avi", "rawvideo", "pcm_s16le", 25,
+                              true},
+                    RoundTrip{"avi", "mpeg4", "mp2", "avi", "mpeg4", "mp2", 30000.0f / 1001, false},
+                    RoundTrip{"avi", "mpeg4", "libmp3lame", "avi", "mpeg4", "mp3float", 25, false},
+                    RoundTrip{"matroska", "ffv1", "flac", "mkv", "ffv1", "flac", 25, true},
+                    RoundTrip{"matroska", "libx264", "aac", "mkv", "h264", "aac", 25, false},
+                    RoundTrip{"mp4", "libx264", "aac", "mp4", "h264", "aac", 25, false},
+                    RoundTrip{"mov", "mjpeg", "raw-audio", "mov", "mjpeg", "pcm_s16le", 25, true}),
+    [](const testing::TestParamInfo<RoundTrip>& info) {
+        std::string name = std::string(info.param.fileFormat) + "_" + info.param.videoEncoder +
+                           "_" + info.param.audioEncoder;
+        for (char& c : name) {
+            if (!std::isalnum(static_cast<unsigned char>(c)))
+                c = '_';
+        }
+        return name;
+    });
+
+// ---------------------------------------------------------------------------------------------
+
+struct ColourCase {
+    color_space space;
+    const char* fileFormat;
+    const char* encoder;
+    const char* extension;
+    int tolerance;
+};
+
+class MediaFileColourSpace : public testing::TestWithParam<ColourCase> {};
+
+TEST_P(MediaFileColourSpace, DecodesToThePictureWritten) {
+    const ColourCase& colour = GetParam();
+    Recording recording;
+    recording.fileFormat = colour.fileFormat;
+    recording.videoEncoder = colour.encoder;
+    recording.space = colour.space;
+    recording.width = 64;
+    recording.height = 48;
+    recording.frames = 3;
+    std::string path = temporaryPath(colour.extension);
+    std::string step;
+    ASSERT_EQ(writeMovie(path, recording, {}, &step), B_OK) << step;
+    MovieSummary movie = readMovie(path, 1);
+    std::remove(path.c_str());
+    ASSERT_EQ(movie.openError, 0);
+    ASSERT_NE(movie.Video(), nullptr);
+    EXPECT_EQ(movie.Video()->frames, 3);
+    EXPECT_EQ(movie.Video()->decodeErrors, 0);
+    ASSERT_EQ(movie.pictures.size(), 1u);
+
+    const std::vector<uint8>& rgb = movie.pictures[0];
+    for (int bar = 0; bar < 4; bar++) {
+        // The middle of each bar, away from edges that chroma subsampling blurs.
+        int x = bar * 16 + 8;
+        for (int y : {8, 24, 40}) {
+            const uint8* pixel = &rgb[(size_t(y) * 64 + x) * 3];
+            Rgb want = expectedBarColour(colour.space, bar);
+            EXPECT_NEAR(pixel[0], want.r, colour.tolerance) << "bar " << bar << " y " << y;
+            EXPECT_NEAR(pixel[1], want.g, colour.tolerance) << "bar " << bar << " y " << y;
+            EXPECT_NEAR(pixel[2], want.b, colour.tolerance) << "bar " << bar << " y " << y;
+        }
+    }
+}
+
+std::vector<ColourCase> colourCases() {
+    std::vector<ColourCase> cases;
+    for (color_space space :
+         {B_RGB32, B_RGB24, B_RGB16, B_RGB15, B_YCbCr422, B_YCbCr411, B_GRAY8}) {
+        cases.push_back({space, "avi", "raw-video", "avi", 4});
+        cases.push_back({space, "mov", "raw-video", "mov", 4});
+        // Matroska stores no raw RGB: those come back through 4:2:2 at 8 bits.
+        cases.push_back({space, "matroska", "raw-video", "mkv", 10});
+        cases.push_back({space, "matroska", "ffv1", "mkv", 4});
+        cases.push_back({space, "avi", "mpeg4", "avi", 16});
+    }
+    return cases;
+}
+
+INSTANTIATE_TEST_SUITE_P(AllSpaces, MediaFileColourSpace, testing::ValuesIn(colourCases()),
+                         [](const testing::TestParamInfo<ColourCase>& info) {
+                             std::string name = colorSpaceName(info.param.space);
+                             name += std::string("_") + info.param.fileFormat + "_" +
+                                     info.param.encoder;
+                             for (char& c : name) {
+                                 if (!std::isalnum(static_cast<unsigned char>(c)))
+                                     c = '_';
+                             }
+                             return name;
+                         });
+
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+int64 sizeAtQuality(const char* encoder, float quality, bool setQuality = true) {
+    Recording recording;
+    recording.videoEncoder = encoder;
+    recording.textured = true;
+    recording.frames = 8;
+    std::string path = temporaryPath("avi");
+    status_t status = writeMovie(path, recording, [&](MediaTrack* video, MediaTrack*) {
+        if (setQuality) {
+            EXPECT_EQ(video->SetQuality(quality), B_OK);
+        }
+    });
+    int64 size = status == B_OK ? fileSize(path) : -1;
+    std::remove(path.c_str());
+    return size;
+}
+
+MediaParameter* parameterNamed(ParameterWeb* web, const char* name) {
+    for (int32 i = 0; i < web->CountParameters(); i++) {
+        if (web->ParameterAt(i)->Name() == name)
+            return web->ParameterAt(i);
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+TEST(MediaFileQuality, HigherQualityGivesLargerFiles) {
+    for (const char* encoder : {"mpeg4", "mjpeg", "libx264"}) {
+        int64 low = sizeAtQuality(encoder, 0.2f);
+        int64 high = sizeAtQuality(encoder, 0.9f);
+        ASSERT_GT(low, 0) << encoder;
+        EXPECT_GT(high, low * 3 / 2) << encoder;
+    }
+}
+
+TEST(MediaFileQuality, ZeroLeavesTheEncoderDefaults) {
+    // mpeg4's default is its bit rate, not a fixed quantiser: the file comes out the same.
+    EXPECT_EQ(sizeAtQuality("mpeg4", 0.0f), sizeAtQuality("mpeg4", 0.0f, false));
+    EXPECT_NE(sizeAtQuality("mpeg4", 0.0f), sizeAtQuality("mpeg4", 0.5f));
+}
+
+TEST(MediaFileQuality, RefusesValuesOutsideTheRangeAndChangesAfterTheHeader) {
+    media_file_format format;
+    ASSERT_TRUE(findFileFormat("avi", &format));
+    std::string path = temporaryPath("avi");
+    MediaFile file(path.c_str(), &format);
+    media_format input = rawVideoFormat(B_RGB32, 64, 48, 25);
+    media_codec_info info;
+    ASSERT_TRUE(findEncoder(format, input, "mpeg4", &info));
+    MediaTrack* track = file.CreateTrack(&input, &info);
+    ASSERT_NE(track, nullptr);
+    EXPECT_EQ(track->SetQuality(-0.1f), B_BAD_VALUE);
+    EXPECT_EQ(track->SetQuality(1.5f), B_BAD_VALUE);
+    EXPECT_EQ(track->SetQuality(NAN), B_BAD_VALUE);
+    std::vector<uint8> picture = barsPicture(B_RGB32, 64, 48);
+    EXPECT_EQ(track->WriteFrames(picture.data(), 1, nullptr), B_NOT_ALLOWED);  // no header yet
+    ASSERT_EQ(file.CommitHeader(), B_OK);
+    EXPECT_EQ(track->SetQuality(0.5f), B_NOT_ALLOWED);
+    MediaParameter* gop = parameterNamed(track->Web(), "g");
+    ASSERT_NE(gop, nullptr);
+    float value = 5;
+    EXPECT_EQ(gop->SetValue(&value, sizeof(value), 0), B_NOT_ALLOWED);
+    EXPECT_EQ(file.CreateTrack(&input, &info), nullptr);
+    EXPECT_EQ(track->WriteFrames(nullptr, 1, nullptr), B_BAD_VALUE);
+    EXPECT_EQ(track->WriteFrames(picture.data(), 1, nullptr), B_OK);
+    EXPECT_EQ(file.CloseFile(), B_OK);
+    EXPECT_EQ(track->WriteFrames(picture.data(), 1, nullptr), B_NOT_ALLOWED);
+    std::remove(path.c_str());
+}
+
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+
+struct Written {
+    int64 size = -1;
+    int64 keyFrames = -1;
+};
+
+Written writeWithSetup(const char* fileFormat, const char* encoder, const TrackSetup& setup) {
+    Recording recording;
+    recording.fileFormat = fileFormat;
+    recording.videoEncoder = encoder;
+    recording.textured = true;
+    recording.frames = 12;
+    std::string path = temporaryPath("mkv");
+    Written written;
+    if (writeMovie(path, recording, setup) == B_OK) {
+        written.size = fileSize(path);
+        MovieSummary movie = readMovie(path);
+        if (movie.Video() != nullptr)
+            written.keyFrames = movie.Video()->keyFrames;
+    }
+    std::remove(path.c_str());
+    return written;
+}
+
+}  // namespace
+
+TEST(MediaTrackParameters, WebDescribesTheEncoderOptionsWithStableIds) {
+    media_file_format format;
+    ASSERT_TRUE(findFileFormat("matroska", &format));
+    MediaFile file(temporaryPath("mkv").c_str(), &format);
+    media_format input = rawVideoFormat(B_RGB32, 64, 48, 25);
+    media_codec_info info;
+    ASSERT_TRUE(findEncoder(format, input, "libx264", &info));
+    MediaTrack* x264 = file.CreateTrack(&input, &info);
+    ASSERT_TRUE(findEncoder(format, input, "mpeg4", &info));
+    MediaTrack* mpeg4 = file.CreateTrack(&input, &info);
+    ASSERT_NE(x264, nullptr);
+    ASSERT_NE(mpeg4, nullptr);
+    ASSERT_NE(x264->Web(), nullptr);
+    EXPECT_EQ(x264->Web()->Owner(), x264);
+
+    // The general options share their ids across encoders; private ones are the encoder's.
+    MediaParameter* gop = parameterNamed(x264->Web(), "g");
+    ASSERT_NE(gop, nullptr);
+    EXPECT_EQ(gop->Kind(), B_GOP_SIZE);
+    EXPECT_EQ(gop->Type(), ParameterType::Continuous);
+    EXPECT_EQ(gop->ID(), EncoderParameters::IdFor("AVCodecContext", "g"));
+    EXPECT_EQ(parameterNamed(mpeg4->Web(), "g")->ID(), gop->ID());
+    MediaParameter* preset = parameterNamed(x264->Web(), "preset");
+    ASSERT_NE(preset, nullptr);
+    EXPECT_EQ(preset->Type(), ParameterType::Text);
+    EXPECT_EQ(parameterNamed(mpeg4->Web(), "preset"), nullptr);
+    MediaParameter* motion = parameterNamed(mpeg4->Web(), "motion_est");
+    ASSERT_NE(motion, nullptr);
+    EXPECT_EQ(motion->Type(), ParameterType::Discrete);
+    EXPECT_GT(motion->CountItems(), 1);
+
+    char text[128];
+    size_t size = sizeof(text);
+    ASSERT_EQ(preset->GetValue(text, &size, nullptr), B_OK);
+    EXPECT_EQ(std::string(text, size), "medium");
+    EXPECT_EQ(preset->SetValue("veryfast", 8, 42), B_OK);
+    size = sizeof(text);
+    bigtime_t changed = 0;
+    ASSERT_EQ(preset->GetValue(text, &size, &changed), B_OK);
+    EXPECT_EQ(std::string(text, size), "veryfast");
+    EXPECT_EQ(changed, 42);
+    size = 3;
+    EXPECT_EQ(preset->GetValue(text, &size, nullptr), B_NO_MEMORY);
+
+    // Values the option refuses come back as errors, not crashes.
+    float tooLarge = 1e30f;
+    EXPECT_EQ(gop->SetValue(&tooLarge, sizeof(tooLarge), 0), B_OK);  // clamped into range
+    EXPECT_EQ(gop->SetValue(&tooLarge, 2, 0), B_BAD_VALUE);
+    EXPECT_EQ(x264->SetParameterValue(12345, &tooLarge, sizeof(tooLarge)), B_BAD_INDEX);
+}
+
+TEST(MediaTrackParameters, GopSizeChangesTheFileAndSnapshotsReproduceIt) {
+    auto setGop = [](MediaTrack* video, MediaTrack*) {
+        float every = 1;
+        ASSERT_EQ(parameterNamed(video->Web(), "g")->SetValue(&every, sizeof(every), 0), B_OK);
+    };
+    // At a fixed quantiser, so that the size follows the number of key frames.
+    auto fixedQuality = [](MediaTrack* video, MediaTrack*) { video->SetQuality(0.5f); };
+    Written standard = writeWithSetup("matroska", "mpeg4", fixedQuality);
+    Written allKeys = writeWithSetup("matroska", "mpeg4", [&](MediaTrack* video, MediaTrack*) {
+        fixedQuality(video, nullptr);
+        setGop(video, nullptr);
+    });
+    EXPECT_EQ(allKeys.keyFrames, 12);
+    EXPECT_LT(standard.keyFrames, 12);
+    EXPECT_GT(allKeys.size, standard.size);
+
+    // A snapshot of one track's web, applied last to first to another track.
+    ParameterList snapshot;
+    Written copied = writeWithSetup("matroska", "mpeg4", [&](MediaTrack* video, MediaTrack*) {
+        setGop(video, nullptr);
+        updateParameters(&snapshot, video->Web());
+    });
+    ASSERT_FALSE(snapshot.empty());
+    Written replayed = writeWithSetup("matroska", "mpeg4", [&](MediaTrack* video, MediaTrack*) {
+        for (auto it = snapshot.rbegin(); it != snapshot.rend(); ++it)
+            video->SetParameterValue((*it)->id, (*it)->data, size_t((*it)->size));
+    });
+    EXPECT_EQ(replayed.keyFrames, copied.keyFrames);
+    EXPECT_EQ(replayed.size, copied.size);
+    deleteParameters(&snapshot);
+}
+
+TEST(MediaTrackParameters, X264PresetChangesTheFileAndSnapshotsReproduceIt) {
+    auto setPreset = [](MediaTrack* video, MediaTrack*) {
+        ASSERT_EQ(parameterNamed(video->Web(), "preset")->SetValue("ultrafast", 9, 0), B_OK);
+    };
+    Written medium = writeWithSetup("matroska", "libx264", {});
+    ParameterList snapshot;
+    Written ultrafast = writeWithSetup("matroska", "libx264", [&](MediaTrack* video, MediaTrack*) {
+        setPreset(video, nullptr);
+        updateParameters(&snapshot, video->Web());
+    });
+    ASSERT_GT(medium.size, 0);
+    EXPECT_NE(ultrafast.size, medium.size);
+    Written replayed = writeWithSetup("matroska", "libx264", [&](MediaTrack* video, MediaTrack*) {
+        for (auto it = snapshot.rbegin(); it != snapshot.rend(); ++it)
+            video->SetParameterValue((*it)->id, (*it)->data, size_t((*it)->size));
+    });
+    EXPECT_EQ(replayed.size, ultrafast.size);
+    deleteParameters(&snapshot);
+}
+
+// ---------------------------------------------------------------------------------------------
+
+TEST(MediaFile, ReportsWhyItCannotBeCreated) {
+    media_file_format format;
+    ASSERT_TRUE(findFileFormat("avi", &format));
+    MediaFile missing("/nonexistent-directory/x.avi", &format);
+    EXPECT_EQ(missing.InitCheck(), B_ENTRY_NOT_FOUND);
+    EXPECT_EQ(missing.CreateTrack(nullptr, nullptr), nullptr);
+    EXPECT_EQ(missing.CommitHeader(), B_ENTRY_NOT_FOUND);
+
+    media_file_format unknown;
+    unknown.short_name = "no-such-format";
+    MediaFile bad(temporaryPath("x").c_str(), &unknown);
+    EXPECT_EQ(bad.InitCheck(), B_MEDIA_BAD_FORMAT);
+    MediaFile null(nullptr, &format);
+    EXPECT_EQ(null.InitCheck(), B_BAD_VALUE);
+}
+
+TEST(MediaFile, RefusesInputsItCannotEncode) {
+    media_file_format format;
+    ASSERT_TRUE(findFileFormat("avi", &format));
+    std::string path = temporaryPath("avi");
+    MediaFile file(path.c_str(), &format);
+    media_codec_info mpeg4;
+    media_format video = rawVideoFormat(B_RGB32, 64, 48, 25);
+    ASSERT_TRUE(findEncoder(format, video, "mpeg4", &mpeg4));
+
+    media_format cmap = rawVideoFormat(B_CMAP8, 64, 48, 25);
+    EXPECT_EQ(file.CreateTrack(&cmap, &mpeg4), nullptr);
+    media_format empty = rawVideoFormat(B_RGB32, 0, 48, 25);
+    EXPECT_EQ(file.CreateTrack(&empty, &mpeg4), nullptr);
+    media_format shortRows = video;
+    shortRows.raw_video.display.bytes_per_row = 10;
+    EXPECT_EQ(file.CreateTrack(&shortRows, &mpeg4), nullptr);
+    media_format audio = rawAudioFormat(44100, 2);
+    EXPECT_EQ(file.CreateTrack(&audio, &mpeg4), nullptr);  // a video encoder for sound
+
+    media_codec_info mp2;
+    ASSERT_TRUE(findEncoder(format, audio, "mp2", &mp2));
+    media_format floats = audio;
+    floats.raw_audio.format = media_raw_audio_format::B_AUDIO_FLOAT;
+    EXPECT_EQ(file.CreateTrack(&floats, &mp2), nullptr);
+    media_format sixChannels = rawAudioFormat(44100, 6);
+    EXPECT_EQ(file.CreateTrack(&sixChannels, &mp2), nullptr);  // mp2 is mono or stereo
+    media_codec_info unknown;
+    unknown.short_name = "no-such-encoder";
+    EXPECT_EQ(file.CreateTrack(&video, &unknown), nullptr);
+    EXPECT_EQ(file.CommitHeader(), B_MEDIA_BAD_FORMAT);  // no track
+    std::remove(path.c_str());
+}
+
+TEST(MediaTrack, ResamplesToRatesTheEncoderLacksAndReportsTheInputRate) {
+    // mp2 has no 11025 Hz: the track resamples to the nearest rate it has.
+    Recording recording;
+    recording.videoEncoder = "mpeg4";
+    recording.audioEncoder = "mp2";
+    recording.audioRate = 11025;
+    recording.channels = 1;
+    recording.frames = 25;
+    std::string path = temporaryPath("avi");
+    media_format encoded;
+    ASSERT_EQ(writeMovie(path, recording,
+                         [&](MediaTrack*, MediaTrack* audio) {
+                             ASSERT_EQ(audio->EncodedFormat(&encoded), B_OK);
+                         }),
+              B_OK);
+    EXPECT_EQ(encoded.type, B_MEDIA_ENCODED_AUDIO);
+    EXPECT_EQ(encoded.raw_audio.frame_rate, 11025);
+    EXPECT_EQ(encoded.raw_audio.channel_count, 1u);
+    EXPECT_STREQ(encoded.encoding, "mp2");
+    MovieSummary movie = readMovie(path);
+    std::remove(path.c_str());
+    ASSERT_NE(movie.Audio(), nullptr);
+    EXPECT_NE(movie.Audio()->sampleRate, 11025);
+    EXPECT_EQ(movie.Audio()->decodeErrors, 0);
+    EXPECT_NEAR(movie.Audio()->endSeconds, 1.0, 0.15);
+}

@@ -1,0 +1,97 @@
+// The small pieces of the support kit: status texts, named threads, locked memory and the
+// message queue.
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <thread>
+
+#include "support/Clock.h"
+#include "support/LockedMemory.h"
+#include "support/MessageQueue.h"
+#include "support/Status.h"
+#include "support/Thread.h"
+
+namespace {
+
+TEST(StatusTest, TextsComeFromErrnoTheTableOrAFallback) {
+    EXPECT_EQ(statusText(B_DEVICE_FULL), std::strerror(ENOSPC));
+    EXPECT_EQ(statusText(B_TIMED_OUT), std::strerror(ETIMEDOUT));
+    EXPECT_EQ(statusText(B_BAD_SEM_ID), "Bad semaphore ID");
+    EXPECT_EQ(statusText(B_RESOURCE_UNAVAILABLE), "Resource unavailable");
+    EXPECT_EQ(statusText(B_OK), "No error");
+    for (status_t unknown : {B_GENERAL_ERROR_BASE, B_GENERAL_ERROR_BASE + 999, 12345, -70000})
+        EXPECT_FALSE(statusText(unknown).empty()) << unknown;
+}
+
+TEST(ThreadTest, SpawnedThreadCarriesItsNameCutToFifteenCharacters) {
+    char name[32] = {};
+    std::thread thread = spawnThread(
+        "video writer", [&] { pthread_getname_np(pthread_self(), name, sizeof(name)); });
+    thread.join();
+    EXPECT_STREQ(name, "video writer");
+
+    thread = spawnThread("a name far longer than fifteen",
+                         [&] { pthread_getname_np(pthread_self(), name, sizeof(name)); });
+    thread.join();
+    EXPECT_STREQ(name, "a name far long");
+}
+
+TEST(LockedMemoryTest, HandsOutAlignedBlocksUntilTheRegionIsUsedUp) {
+    LockedMemory memory(3 * LockedMemory::BlockSpan(100));
+    ASSERT_EQ(memory.InitCheck(), B_OK);
+    char* first = static_cast<char*>(memory.Allocate(100));
+    char* second = static_cast<char*>(memory.Allocate(100));
+    char* third = static_cast<char*>(memory.Allocate(100));
+    for (char* block : {first, second, third}) {
+        ASSERT_NE(block, nullptr);
+        EXPECT_EQ(uintptr_t(block) % LockedMemory::kAlignment, 0u);
+        std::memset(block, 0xab, 100);
+    }
+    EXPECT_GE(second, first + 100);
+    EXPECT_GE(third, second + 100);
+    EXPECT_LE(third + 100, first + memory.Size());
+    EXPECT_EQ(memory.Allocate(1), nullptr);
+    EXPECT_EQ(memory.Allocate(SIZE_MAX), nullptr);
+}
+
+TEST(LockedMemoryTest, EmptyRegionFails) {
+    LockedMemory memory(0);
+    EXPECT_EQ(memory.InitCheck(), B_BAD_VALUE);
+    EXPECT_EQ(memory.Allocate(1), nullptr);
+}
+
+TEST(MessageQueueTest, NextMessageWaitsForAPostOrTimesOut) {
+    MessageQueue queue;
+    Message message;
+    bigtime_t start = system_time();
+    EXPECT_EQ(queue.NextMessage(&message, 30000), B_TIMED_OUT);
+    EXPECT_GE(system_time() - start, 30000);
+
+    std::thread poster([&] {
+        snooze(30000);
+        queue.PostMessage(fourcc("frst"));
+        queue.PostMessage(fourcc("scnd"));
+    });
+    ASSERT_EQ(queue.NextMessage(&message, 10000000), B_OK);
+    EXPECT_EQ(message.what, fourcc("frst"));
+    poster.join();
+    EXPECT_EQ(queue.CountMessages(), 1);
+    ASSERT_EQ(queue.NextMessage(&message, 0), B_OK);
+    EXPECT_EQ(message.what, fourcc("scnd"));
+    EXPECT_EQ(queue.NextMessage(&message, 0), B_TIMED_OUT);
+
+    // A time-out too long for the clock to count waits for ever.
+    poster = std::thread([&] {
+        snooze(30000);
+        queue.PostMessage(fourcc("late"));
+    });
+    EXPECT_EQ(queue.NextMessage(&message, INT64_MAX), B_OK);
+    EXPECT_EQ(message.what, fourcc("late"));
+    poster.join();
+}
+
+}  // namespace
