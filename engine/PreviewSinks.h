@@ -63,4 +63,11 @@ public:
     virtual void CloseVideoWindow() = 0;
     virtual AudioBlockSink* OpenAudioWindow(const Rect& frame) = 0;
     virtual void CloseAudioWindow() = 0;
+    // The engine's video size changed to width x height pixels: an open video window that is
+    // not in full-screen mode takes (width x its scale - 1) by (height x its scale - 1).
+    // Called only while no recording runs. Default: nothing.
+    virtual void ResizeVideoWindow(int32 width, int32 height) {
+        (void)width;
+        (void)height;
+    }
 };

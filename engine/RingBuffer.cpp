@@ -84,6 +84,18 @@ status_t RingBuffer::AcquireBuffer(void** data, bigtime_t* time) {
     return B_OK;
 }
 
+status_t RingBuffer::AcquireBuffer(void** data, bigtime_t* time, bigtime_t timeout) {
+    if (!fRingLock)
+        return B_NO_INIT;
+    status_t status = fRingLock->AcquireEtc(1, Timeout::Relative, timeout);
+    if (status != B_OK)
+        return status;
+    int32 slot = fReadCount.load(std::memory_order_relaxed) % fCount;
+    *data = fSlots[slot];
+    *time = fTimes[slot];
+    return B_OK;
+}
+
 void RingBuffer::ReleaseBuffer() {
     if (!fVariablesLock)
         return;

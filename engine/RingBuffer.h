@@ -37,6 +37,9 @@ public:
     // Reader: waits for a filled slot and hands out its memory and time; the slot stays the
     // reader's until ReleaseBuffer. On error (the ring is being deleted) do not release.
     status_t AcquireBuffer(void** data, bigtime_t* time);
+    // The same, waiting at most `timeout` µs: B_TIMED_OUT (B_WOULD_BLOCK for 0) when no slot
+    // was filled in time, so a reader can look at its stop flag while the producer is silent.
+    status_t AcquireBuffer(void** data, bigtime_t* time, bigtime_t timeout);
     void ReleaseBuffer();
 
     // Slots written and not yet released; -1 when the counters cannot be read. Raises the

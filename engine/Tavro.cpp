@@ -1,4 +1,14 @@
+// The engine's construction, its formats and the preview windows. The graph is in
+// TavroGraph.cpp, the recording in TavroRecording.cpp, the input controls in TavroControls.cpp.
+
 #include "engine/Tavro.h"
+
+#include <cstdio>
+
+#include "engine/AudioConsumer.h"
+#include "engine/PreviewSinks.h"
+#include "engine/VideoConsumer.h"
+#include "media/roster/DeviceBackend.h"
 
 namespace {
 
@@ -8,11 +18,45 @@ constexpr size_t kDefaultAudioBufferFrames = 1024;
 
 }  // namespace
 
-Tavro::Tavro()
-    : fConnectedVideoFormat(RequestedVideoFormat()),
-      fConnectedAudioFormat(RequestedAudioFormat()) {}
+Tavro::Tavro(TavroOptions options, std::unique_ptr<DeviceBackend> backend)
+    : fOptions(std::move(options)),
+      fBackend(std::move(backend)),
+      fConnectedVideoFormat(RequestedVideoFormat()),
+      fConnectedAudioFormat(RequestedAudioFormat()) {
+    if (fOptions.useRoster)
+        SetupNodes();
+}
 
-Tavro::~Tavro() = default;
+Tavro::~Tavro() {
+    if (fRecording.load())
+        Stop();
+    TearDownNodes();
+    fAudioRing.reset();
+    fVideoRing.reset();
+}
+
+void Tavro::SetStopTarget(MessageTarget* target) {
+    fStopTarget.store(target);
+}
+
+void Tavro::SetStatusView(RingMonitor* view) {
+    fStatusView = view;
+}
+
+void Tavro::SetPreviewHost(PreviewHost* host) {
+    fPreviewHost = host;
+}
+
+void Tavro::SetRequestPresenter(RequestPresenter presenter) {
+    fRequestPresenter = std::move(presenter);
+}
+
+void Tavro::ShowRequest(const char* title, const char* text, const char* button) {
+    if (fRequestPresenter)
+        fRequestPresenter(title, text, button);
+    else
+        std::fprintf(stderr, "%s: %s\n", title, text);
+}
 
 media_format Tavro::RequestedVideoFormat() const {
     media_format format;
@@ -65,4 +109,62 @@ void Tavro::SetConnectedVideoFormat(const media_format& format) {
 
 void Tavro::SetConnectedAudioFormat(const media_format& format) {
     fConnectedAudioFormat = format;
+}
+
+// --- Preview windows ---
+
+void Tavro::ShowVideo(bool show, const Rect& frame) {
+    if (!show) {
+        if (fVideoSink != nullptr) {
+            VideoSinkGone();
+            if (fPreviewHost != nullptr)
+                fPreviewHost->CloseVideoWindow();
+        }
+        return;
+    }
+    if (fVideoSink != nullptr || fPreviewHost == nullptr)
+        return;
+    fVideoSink = fPreviewHost->OpenVideoWindow(frame);
+    if (fVideoSink == nullptr)
+        return;
+    fVideoSink->SetEnabled(fVideoConnected);
+    if (fVideoConsumer != nullptr)
+        fVideoConsumer->SetView(fVideoSink);
+}
+
+void Tavro::ShowAudio(bool show, const Rect& frame) {
+    if (!show) {
+        if (fAudioSink != nullptr) {
+            AudioSinkGone();
+            if (fPreviewHost != nullptr)
+                fPreviewHost->CloseAudioWindow();
+        }
+        return;
+    }
+    if (fAudioSink != nullptr || fPreviewHost == nullptr)
+        return;
+    fAudioSink = fPreviewHost->OpenAudioWindow(frame);
+    if (fAudioSink == nullptr)
+        return;
+    fAudioSink->SetChannelCount(fAudioChannelCount);
+    fAudioSink->SetEnabled(fAudioConnected);
+    if (fAudioConsumer != nullptr)
+        fAudioConsumer->SetView(fAudioSink);
+}
+
+void Tavro::VideoSinkGone() {
+    if (fVideoConsumer != nullptr)
+        fVideoConsumer->SetView(nullptr);
+    fVideoSink = nullptr;
+}
+
+void Tavro::AudioSinkGone() {
+    if (fAudioConsumer != nullptr)
+        fAudioConsumer->SetView(nullptr);
+    fAudioSink = nullptr;
+}
+
+void Tavro::ResizeVideoWindow() {
+    if (fPreviewHost != nullptr && fVideoSink != nullptr)
+        fPreviewHost->ResizeVideoWindow(fVideoWidth, fVideoHeight);
 }

@@ -1,37 +1,217 @@
 #pragma once
-// The recording engine: the live inputs' connection formats, the recording geometry that the
-// format asks for, and (while recording) the tracks, rings and writer threads. One object, made
-// by the application and alive as long as it.
+// The recording engine: the live media graph (the default video and audio inputs, each
+// connected to a consumer node of the engine's own), the controls of the inputs, and the
+// recording pipeline (two rings, the "video writer" and "audio writer" threads, the frame
+// counters). One object, made by the application (or the headless recorder) and alive as
+// long as it; the constructor builds the graph, the destructor dismantles it.
 //
-// Built up in steps: the media graph (inputs, consumer nodes, preview windows) and the
-// recording threads attach to the fields below; until a graph connects the inputs, the
-// connected formats are those the engine asks its inputs for.
+// Threads: every public method is called from one control thread (the main window's, or the
+// headless recorder's), one call at a time. The nodes' event threads and the writer threads
+// are the engine's own; what they share with the control thread is atomic or guarded as the
+// fields below say.
+//
+// Errors: every failure the user should see goes through ErrorAlert (only the first of the
+// process shows). Diagnostics ("reset PAL-M format", "frame dropped - drift = ...?") are lines
+// on standard output.
 
 #include <atomic>
+#include <functional>
 #include <memory>
+#include <string>
+#include <thread>
 
 #include "engine/RingBuffer.h"
 #include "media/MediaFormat.h"
+#include "media/node/MediaNode.h"
+#include "media/roster/MediaRoster.h"
 #include "support/Geometry.h"
 #include "support/Semaphore.h"
 
+class AudioBlockSink;
+class AudioConsumer;
+class DeviceBackend;
+class FormatSetting;
 class MediaTrack;
+class MessageTarget;
+class PreviewHost;
+class RingMonitor;
+class VideoConsumer;
+class VideoFrameSink;
+
+// Parameter ids of the video input node (a TV card's, or the built-in test picture's).
+enum : int32 {
+    kVideoFormatParameterID = 1,
+    kChannelParameterID = 14,
+    kVideoSourceParameterID = 15,
+    kBt848Brightness = 18,
+    kBt848Contrast = 19,
+    kBt848Saturation = 20,
+};
+
+// Parameter names.
+constexpr const char* kChannelParameter = "Channel:";
+constexpr const char* kFormatParameter = "Video Format:";
+constexpr const char* kResolutionParameter = "Default Image Size:";
+
+// How the engine finds its inputs.
+struct TavroOptions {
+    // Which devices are the defaults, and whether the built-in test inputs exist.
+    RosterOptions roster;
+    // The built-in test picture and tone in real time (true) or as fast as the engine takes
+    // them (tests and benchmarks); unpaced, the nodes wait for room in a full ring instead
+    // of losing frames, so the whole pipeline runs at the writers' pace.
+    bool pacedTestSignal = true;
+    // false: no media roster at all: nothing is found, connected or alerted. An engine for
+    // writing files from formats alone (TavroFile's tests); every control answers as it does
+    // without a roster.
+    bool useRoster = true;
+};
+
+// The non-modal request the engine shows (title, text, the one button's label); the GUI
+// installs a message box. Without one the text goes to standard error.
+using RequestPresenter = std::function<void(const std::string& title, const std::string& text,
+                                            const std::string& button)>;
+
+// The parameter with `id` in `web` (the last one if several share it); nullptr when there is
+// none or `web` is null. The parameter lives in the web.
+MediaParameter* GetNodeParameter(ParameterWeb* web, int32 id);
 
 class Tavro {
 public:
-    // Sets the defaults below; touches no device.
-    Tavro();
+    // Sets the defaults and builds the media graph (SetupNodes); its result is not checked:
+    // each failure has been alerted and whatever could connect works. `backend` nullptr: the
+    // system's devices (tests give an in-process device).
+    explicit Tavro(TavroOptions options = {}, std::unique_ptr<DeviceBackend> backend = nullptr);
+    // Stops a recording, tears the graph down.
     ~Tavro();
     Tavro(const Tavro&) = delete;
     Tavro& operator=(const Tavro&) = delete;
 
-    // Copies the format of the live video or audio connection. Always B_OK.
+    // --- Where the engine reports to (control thread; not owned, must outlive their use) ---
+
+    // Receives kMsgStop from the video writer when the disk is full or the file too big: the
+    // main window, or the headless recorder. nullptr: nobody (the alert is still raised).
+    void SetStopTarget(MessageTarget* target);
+    // The status panel's view of the rings, set between Start and Stop.
+    void SetStatusView(RingMonitor* view);
+    // Opens and closes the preview windows for ShowVideo and ShowAudio; nullptr: none.
+    void SetPreviewHost(PreviewHost* host);
+    void SetRequestPresenter(RequestPresenter presenter);
+
+    // --- Recording: the main window's Record and Stop ---
+
+    // Makes the ring for the coming recording's video track (B_NO_MEMORY when it cannot be
+    // had; the track is then not taken). The track belongs to the output file.
+    status_t SetVideoTrack(MediaTrack* track);
+    // The same for sound; nullptr records no sound.
+    status_t SetAudioTrack(MediaTrack* track);
+    // Starts the writer threads and switches the nodes to recording.
+    status_t Start();
+    // Ends the recording: writers joined, nodes switched off, rings deleted, tracks flushed
+    // and forgotten, held-back format changes applied. Always B_OK; never hangs, also when
+    // the inputs have stopped delivering.
+    status_t Stop();
+    bool IsRecording() const { return fRecording.load(); }
+    // The lock every write into the output file takes, for exactly one write. Whoever holds
+    // it holds both writers back (tests use it to fill the rings).
+    Semaphore& MediaWriteLock() { return fMediaWriteLock; }
+
+    // Frames that should have arrived so far, and those of them not in the file (not
+    // delivered, refused by a full ring, or failed to write). 0 without the node.
+    int64 VideoFramesCounter();
+    int64 DroppedVideoFrames();
+    int64 AudioFramesCounter();
+    int64 DroppedAudioFrames();
+
+    // Applies a recording format's geometry to the live inputs; during a recording the change
+    // is requested (the "Tavro - Request" notice) and applied at Stop. nullptr: nothing.
+    void SetFormat(FormatSetting* format);
+
+    // --- The media graph ---
+
+    status_t SetupNodes();
+    status_t ConnectVideo();
+    status_t ConnectAudio();
+    void TearDownNodes();
+    // Opens (show) or closes the preview window through the preview host; nothing without
+    // one. On the GUI thread.
+    void ShowVideo(bool show, const Rect& frame);
+    void ShowAudio(bool show, const Rect& frame);
+    // The preview window is closing: the engine stops feeding its sink before this returns.
+    void VideoSinkGone();
+    void AudioSinkGone();
+
+    bool VideoConnected() const { return fVideoConnected; }
+    bool AudioConnected() const { return fAudioConnected; }
+    bool NodesRunning() const { return fNodesRunning; }
+    // nullptr when there is none (no roster, no input, or not made).
+    MediaRoster* Roster() const { return fRoster.get(); }
+    MediaProducer* VideoInputNode() const { return fVideoInputNode.get(); }
+    MediaProducer* AudioInputNode() const { return fAudioInputNode.get(); }
+    VideoConsumer* VideoConsumerNode() const { return fVideoConsumer.get(); }
+    AudioConsumer* AudioConsumerNode() const { return fAudioConsumer.get(); }
+
+    // --- Input controls ---
+
+    // The node's web (the caller owns it), or nullptr after the alert "Can't get parameter
+    // web for media node".
+    std::unique_ptr<ParameterWeb> GetParameterWeb(MediaNode* node);
+    // The input nodes' webs; nullptr without an alert.
+    std::unique_ptr<ParameterWeb> GetVideoInputParameters();
+    std::unique_ptr<ParameterWeb> GetAudioInputParameters();
+    // A parameter of the video input's web. The engine keeps that web: a parameter stays
+    // valid until TearDownNodes or the engine's end. nullptr when the web cannot be had (with
+    // the alert) or no parameter of that id and kind exists.
+    MediaParameter* GetVideoParameter(int32 id);
+    MediaParameter* GetContinuousVideoParameter(int32 id);
+    MediaParameter* GetVideoSourceControl();
+    MediaParameter* GetVideoFormatControl();
+
+    // The TV channel (an index into the channel parameter's items).
+    status_t SetChannel(int32 channel);
+    int32 Channel();
+    // The "Line" mute switch of the sound output. IsMuted is true when the switch cannot be
+    // read, and false whenever it can, whatever it says.
+    status_t SetMute(bool mute);
+    bool IsMuted();
+    // Video source (tuner, composite, ...) and video standard, as item indices; -1 unknown.
+    int32 GetCurrentVideoSource();
+    void SetCurrentVideoSource(int32 source);
+    int32 GetCurrentVideoFormat();
+    void SetCurrentVideoFormat(int32 format);
+
+    // Recording geometry. Size and colour space rebuild the video connection; while
+    // recording or holding changes (or without a roster) they are kept for later and the
+    // result is -1.
+    status_t SetVideoSize(int32 width, int32 height);
+    status_t SetColorSpace(color_space space);
+    // Keep one frame in `rate` (1 = every frame).
+    status_t SetVideoPlayRate(int32 rate);
+    status_t SetChannelCount(int32 count);
+    status_t SetFrequency(int32 frequency);
+    // Batches changes; releasing the hold applies them (FlushChanges).
+    void SetHoldChanges(bool hold);
+    void FlushChanges();
+    // Rebuilds the video connection now, or marks it pending.
+    status_t ReconnectVideo();
+
+    int32 VideoWidth() const { return fVideoWidth; }
+    int32 VideoHeight() const { return fVideoHeight; }
+    color_space ColorSpace() const { return fColorSpace; }
+    int32 VideoPlayRate() const { return fVideoPlayRate; }
+    int32 AudioChannelCount() const { return fAudioChannelCount; }
+    float AudioFrequency() const { return fAudioFrequency; }
+    bool ReconnectPending() const { return fReconnectPending; }
+
+    // Copies the format of the live video or audio connection (the requested one while not
+    // connected). Always B_OK.
     status_t GetVideoFormat(media_format* format);
     status_t GetAudioFormat(media_format* format);
     // (0, 0, video width - 1, video height - 1).
     Rect Bounds() const;
 
-    // Called when a connection is (re)made, with the format the input and the consumer agreed.
+    // For an engine without a roster (and tests): the formats as if a connection had been
+    // made with them.
     void SetConnectedVideoFormat(const media_format& format);
     void SetConnectedAudioFormat(const media_format& format);
 
@@ -40,7 +220,39 @@ private:
     media_format RequestedVideoFormat() const;
     media_format RequestedAudioFormat() const;
 
-    // Requested recording geometry. Written by the window thread (format changes) only.
+    // Writer threads (see TavroRecording.cpp).
+    static int32 VideoWriter(Tavro* self);
+    static int32 AudioWriter(Tavro* self);
+    // Ends a writer thread: the flag is down already; wake it if it waits for a slot.
+    void JoinWriter(std::thread& writer, RingBuffer* ring);
+
+    // Disconnects the video input from its consumer and connects again, or marks the
+    // reconnection pending while recording or holding changes.
+    status_t ReconnectOrPend();
+    void ResizeVideoWindow();
+    // The video input's web, kept for the parameters handed out; nullptr after the alert.
+    ParameterWeb* VideoInputWeb();
+    // Sets a discrete parameter to `value` clamped to its items; `onlyIfDifferent` reads first.
+    status_t SetDiscreteClamped(MediaParameter* parameter, int32 value, bool onlyIfDifferent);
+    void ShowRequest(const char* title, const char* text, const char* button);
+
+    const TavroOptions fOptions;
+    std::unique_ptr<DeviceBackend> fBackend;  // handed to the roster by SetupNodes
+
+    // The graph. Control thread only.
+    std::unique_ptr<MediaRoster> fRoster;
+    std::shared_ptr<MediaProducer> fVideoInputNode;
+    std::shared_ptr<MediaProducer> fAudioInputNode;
+    media_output fVideoOutput;
+    media_output fAudioOutput;
+    media_input fVideoInput;
+    media_input fAudioInput;
+    std::unique_ptr<VideoConsumer> fVideoConsumer;
+    std::unique_ptr<AudioConsumer> fAudioConsumer;
+    std::unique_ptr<ParameterWeb> fVideoWeb;  // see VideoInputWeb
+    bigtime_t fStartLatency = 0;
+
+    // Requested recording geometry. Control thread only.
     int32 fVideoWidth = 320;
     int32 fVideoHeight = 240;
     color_space fColorSpace = B_RGB32;
@@ -49,30 +261,42 @@ private:
     int32 fAudioChannelCount = 2;
     float fAudioFrequency = 44100.0f;
 
-    // The live connections' formats. Written by the connecting thread before the nodes start,
-    // read by the window thread when a file is created: never at the same time.
+    // The live connections' formats: written on the control thread while connecting, read
+    // by the writers only between Start and Stop, when no connection changes.
     media_format fConnectedVideoFormat;
     media_format fConnectedAudioFormat;
 
-    // The tracks of the recording (owned by the output file) and the rings in front of them.
+    // Where the engine reports to. Control thread, but for fStopTarget (read by the video
+    // writer: atomic).
+    std::atomic<MessageTarget*> fStopTarget{nullptr};
+    RingMonitor* fStatusView = nullptr;
+    PreviewHost* fPreviewHost = nullptr;
+    VideoFrameSink* fVideoSink = nullptr;
+    AudioBlockSink* fAudioSink = nullptr;
+    RequestPresenter fRequestPresenter;
+
+    // The recording. Set by the control thread before the writers start and cleared after
+    // they have been joined: the writers only read them.
     MediaTrack* fVideoTrack = nullptr;
     MediaTrack* fAudioTrack = nullptr;
     std::unique_ptr<RingBuffer> fVideoRing;
     std::unique_ptr<RingBuffer> fAudioRing;
     int32 fVideoBufferCount = 40;
     int32 fAudioBufferCount = 40;
+    std::thread fVideoWriter;
+    std::thread fAudioWriter;
 
     bool fNodesRunning = false;
     bool fVideoConnected = false;
     bool fAudioConnected = false;
     bool fReconnectPending = false;
     bool fHoldChanges = false;
-    // Polled by the writer threads; set and cleared by the window thread.
+    // Polled by the writer threads; set and cleared by the control thread.
     std::atomic<bool> fRecording{false};
 
     // Serialises the writer threads' WriteFrames on the one output file.
     Semaphore fMediaWriteLock{1, "media write lock"};
-    // Counted by the writer threads, read by the window thread.
+    // Counted by the writer threads, read by the control thread.
     std::atomic<int64> fFailedVideoWrites{0};
     std::atomic<int64> fFailedAudioWrites{0};
 };

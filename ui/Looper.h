@@ -16,8 +16,13 @@ public:
     explicit Looper(QObject* context) : fContext(context) {}
 
     status_t PostMessage(const Message& message) override {
+        // Qt calls the functor as const: the handler gets a copy it may change.
         bool queued = QMetaObject::invokeMethod(
-            fContext, [this, message]() mutable { MessageReceived(&message); },
+            fContext,
+            [this, message]() {
+                Message received(message);
+                MessageReceived(&received);
+            },
             Qt::QueuedConnection);
         return queued ? B_OK : B_ERROR;
     }

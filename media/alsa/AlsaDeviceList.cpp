@@ -20,10 +20,22 @@ std::string takeHint(void* hint, const char* id) {
     return text;
 }
 
+// Whether `name` opens for capture now. Listed PCMs need not: "default" exists even on a
+// machine without a sound card, and a plugin may name a device that is gone.
+bool opensForCapture(const std::string& name) {
+    snd_pcm_t* pcm = nullptr;
+    if (snd_pcm_open(&pcm, name.c_str(), SND_PCM_STREAM_CAPTURE, SND_PCM_NONBLOCK) < 0)
+        return false;
+    snd_pcm_close(pcm);
+    return true;
+}
+
 }  // namespace
 
 std::vector<AlsaDeviceInfo> listAlsaCaptureDevices() {
-    std::vector<AlsaDeviceInfo> devices{{"default", "Default audio input"}};
+    std::vector<AlsaDeviceInfo> devices;
+    if (opensForCapture("default"))
+        devices.push_back({"default", "Default audio input"});
     void** rawHints = nullptr;
     if (snd_device_name_hint(-1, "pcm", &rawHints) < 0 || rawHints == nullptr)
         return devices;
@@ -33,6 +45,8 @@ std::vector<AlsaDeviceInfo> listAlsaCaptureDevices() {
         std::string direction = takeHint(*hint, "IOID");  // empty: both directions
         if (name.empty() || name == "default" || name == "null" ||
             (!direction.empty() && direction != "Input"))
+            continue;
+        if (!opensForCapture(name))
             continue;
         std::string description = takeHint(*hint, "DESC");
         for (char& c : description) {

@@ -9,5 +9,6 @@ struct AlsaDeviceInfo {
     std::string description;  // one line for people
 };
 
-// "default" first, then every PCM alsa-lib's name hints list with a capture direction.
+// "default" first, then every PCM alsa-lib's name hints list with a capture direction; only
+// those that open for capture now (a machine without a sound card lists none).
 std::vector<AlsaDeviceInfo> listAlsaCaptureDevices();

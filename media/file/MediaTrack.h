@@ -14,15 +14,15 @@
 #include "media/ParameterWeb.h"
 #include "media/file/FFmpegOwners.h"
 #include "media/file/FileFormats.h"
+#include "media/node/MediaBuffer.h"
 
 class AudioConverter;
 class EncoderParameters;
 class MediaFile;
 class VideoConverter;
 
-enum : uint32 {
-    B_MEDIA_KEY_FRAME = 0x1,  // asks the encoder for a key frame here
-};
+// media_encode_info::flags: B_MEDIA_KEY_FRAME (from MediaBuffer.h, the same bit as a buffer
+// header's) asks the encoder for a key frame here.
 
 struct media_encode_info {
     uint32 flags = 0;

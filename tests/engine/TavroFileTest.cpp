@@ -67,7 +67,12 @@ protected:
         bool async;
     };
     std::vector<Alert> alerts;
-    Tavro engine;
+    // An engine without inputs: its formats are the ones it asks for.
+    Tavro engine{[] {
+        TavroOptions options;
+        options.useRoster = false;
+        return options;
+    }()};
     FormatSetting format{"test"};
     std::string path;
 };

@@ -1,0 +1,27 @@
+#pragma once
+// The recorder without windows, for scripts, cron, ssh and tests:
+//
+//   tavro --record FILE [--duration SECONDS] [--format NAME] [--channel N]
+//         [--video-device DEVICE] [--audio-device DEVICE] [overrides]
+//
+// records from the default inputs (the built-in test signal when there is no capture device)
+// through the engine, TavroFile and a recording format of the settings file (the one named,
+// else the last one used). The overrides change that format for this one recording and are
+// never saved: --file-format, --video-encoder, --audio-encoder ("" records no sound),
+// --size WxH, --color-space, --quality, --frame-divisor, --audio-rate, --audio-channels.
+//
+// Once a second it prints what the status panel shows; it stops at the end of the duration,
+// on SIGINT or SIGTERM, or when the video writer asks to (a full disk), and always closes the
+// file. Errors are the engine's alert texts on standard error; the exit status is then 1
+// (2 for a bad command line).
+
+#include "media/roster/MediaRoster.h"
+
+// `argc`/`argv`: the arguments after "--record" (argv[0] is the file name). `devices`: what
+// the device options common to every command chose; --video-device and --audio-device
+// override them.
+int runHeadlessRecorder(int argc, char** argv, const RosterOptions& devices);
+
+// tavro --list-formats: the recording formats of the settings file, then the file formats
+// and, for each, the video and audio encoders this machine offers for it.
+int listRecordingFormats();

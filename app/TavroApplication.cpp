@@ -1,0 +1,48 @@
+#include "app/TavroApplication.h"
+
+#include <QIcon>
+
+#include "app/TavroSettings.h"
+#include "ui/main/ErrorAlertPresenter.h"
+#include "ui/main/TavroWindow.h"
+#include "ui/preview/PreviewWindowHost.h"
+
+TavroApplication::TavroApplication(int& argc, char** argv, const TavroOptions& options)
+    : QApplication(argc, argv) {
+    setOrganizationName("zelk");
+    setApplicationName("Tavro");
+    setDesktopFileName(kDesktopFileName);
+    setWindowIcon(QIcon::fromTheme(kDesktopFileName));
+    // The main window ends the program when it closes, whichever preview is still open.
+    setQuitOnLastWindowClosed(false);
+    installErrorAlertPresenter();
+
+    fEngine = std::make_unique<Tavro>(options);
+    fEngine->SetRequestPresenter(showRequest);
+    fPreviewWindows = std::make_unique<PreviewWindowHost>(fEngine.get());
+    fEngine->SetPreviewHost(fPreviewWindows.get());
+    // The settings guarantee a valid lastFormat in a list that is never empty.
+    fEngine->SetFormat(gSettings.formats[size_t(gSettings.lastFormat)]);
+
+    fMainWindow = new TavroWindow(gSettings.tavroFrame, "Tavro", fEngine.get());
+    fMainWindow->show();
+
+    fEngine->ShowVideo(gSettings.showVideo, gSettings.videoFrame);
+    fEngine->ShowAudio(gSettings.showAudio, gSettings.audioFrame);
+    fMainWindow->SetPreviewWindows(fPreviewWindows.get());
+}
+
+TavroWindow* TavroApplication::MainWindow() const {
+    return fMainWindow.data();
+}
+
+TavroApplication::~TavroApplication() {
+    // A window that closed is deleted on the next pass of the event loop, which may not come:
+    // it goes here, while the engine it uses still exists.
+    delete fMainWindow.data();
+    // The previews store their frames and have the engine forget them as they close.
+    fEngine->SetPreviewHost(nullptr);
+    fPreviewWindows.reset();
+    fEngine.reset();
+    removeErrorAlertPresenter();
+}

@@ -1,0 +1,273 @@
+// The controls of the live inputs: parameters of the video input's web, the sound output's
+// mute switch, and the recording geometry, whose changes rebuild the video connection now or,
+// while recording or holding changes, later.
+
+#include "app/ErrorAlert.h"
+#include "engine/AudioConsumer.h"
+#include "engine/PreviewSinks.h"
+#include "engine/Tavro.h"
+#include "engine/VideoConsumer.h"
+#include "support/Clock.h"
+
+#include <algorithm>
+
+namespace {
+
+bool isLineMute(const MediaParameter* parameter) {
+    return parameter->Type() == ParameterType::Discrete && parameter->Group() != nullptr &&
+           parameter->Group()->Name() == "Line" && parameter->Kind() == B_MUTE;
+}
+
+// The discrete parameter `id` of `web`, or nullptr.
+MediaParameter* discreteParameter(ParameterWeb* web, int32 id) {
+    MediaParameter* parameter = GetNodeParameter(web, id);
+    return parameter != nullptr && parameter->Type() == ParameterType::Discrete ? parameter
+                                                                                : nullptr;
+}
+
+}  // namespace
+
+MediaParameter* GetNodeParameter(ParameterWeb* web, int32 id) {
+    if (web == nullptr)
+        return nullptr;
+    // From the last to the first: of two with the same id the later one wins.
+    for (int32 i = web->CountParameters() - 1; i >= 0; i--) {
+        MediaParameter* parameter = web->ParameterAt(i);
+        if (parameter->ID() == id)
+            return parameter;
+    }
+    return nullptr;
+}
+
+// --- Parameter webs ---
+
+std::unique_ptr<ParameterWeb> Tavro::GetParameterWeb(MediaNode* node) {
+    std::unique_ptr<ParameterWeb> web;
+    if (node != nullptr)
+        web = node->GetParameterWeb();
+    if (web == nullptr) {
+        ErrorAlert("Can't get parameter web for media node",
+                   node == nullptr ? B_MEDIA_BAD_NODE : B_NOT_SUPPORTED, false);
+    }
+    return web;
+}
+
+std::unique_ptr<ParameterWeb> Tavro::GetVideoInputParameters() {
+    return fVideoInputNode != nullptr ? fVideoInputNode->GetParameterWeb() : nullptr;
+}
+
+std::unique_ptr<ParameterWeb> Tavro::GetAudioInputParameters() {
+    return fAudioInputNode != nullptr ? fAudioInputNode->GetParameterWeb() : nullptr;
+}
+
+ParameterWeb* Tavro::VideoInputWeb() {
+    if (fVideoWeb == nullptr)
+        fVideoWeb = GetParameterWeb(fVideoInputNode.get());
+    return fVideoWeb.get();
+}
+
+MediaParameter* Tavro::GetVideoParameter(int32 id) {
+    return GetNodeParameter(VideoInputWeb(), id);
+}
+
+MediaParameter* Tavro::GetContinuousVideoParameter(int32 id) {
+    MediaParameter* parameter = GetNodeParameter(VideoInputWeb(), id);
+    return parameter != nullptr && parameter->Type() == ParameterType::Continuous ? parameter
+                                                                                  : nullptr;
+}
+
+MediaParameter* Tavro::GetVideoSourceControl() {
+    return discreteParameter(VideoInputWeb(), kVideoSourceParameterID);
+}
+
+MediaParameter* Tavro::GetVideoFormatControl() {
+    return discreteParameter(VideoInputWeb(), kVideoFormatParameterID);
+}
+
+status_t Tavro::SetDiscreteClamped(MediaParameter* parameter, int32 value, bool onlyIfDifferent) {
+    if (parameter == nullptr || parameter->CountItems() < 1)
+        return B_BAD_VALUE;
+    value = std::clamp<int32>(value, 0, parameter->CountItems() - 1);
+    if (onlyIfDifferent) {
+        int32 current = 0;
+        size_t size = sizeof(current);
+        if (parameter->GetValue(&current, &size, nullptr) == B_OK && size <= sizeof(current) &&
+            current == value)
+            return B_OK;
+    }
+    return parameter->SetValue(&value, sizeof(value), system_time());
+}
+
+// --- Channel, source, standard ---
+
+status_t Tavro::SetChannel(int32 channel) {
+    std::unique_ptr<ParameterWeb> web = GetParameterWeb(fVideoInputNode.get());
+    if (web == nullptr)
+        return B_ERROR;
+    MediaParameter* parameter = discreteParameter(web.get(), kChannelParameterID);
+    if (parameter == nullptr)
+        return B_ENTRY_NOT_FOUND;
+    int32 current = 0;
+    size_t size = sizeof(current);
+    const status_t status = parameter->GetValue(&current, &size, nullptr);
+    if (status == B_OK && current != channel)
+        parameter->SetValue(&channel, sizeof(channel), system_time());
+    return status;
+}
+
+int32 Tavro::Channel() {
+    std::unique_ptr<ParameterWeb> web = GetParameterWeb(fVideoInputNode.get());
+    if (web == nullptr)
+        return B_ERROR;
+    MediaParameter* parameter = discreteParameter(web.get(), kChannelParameterID);
+    if (parameter == nullptr)
+        return B_ENTRY_NOT_FOUND;
+    int32 current = 0;
+    size_t size = sizeof(current);
+    const status_t status = parameter->GetValue(&current, &size, nullptr);
+    return status == B_OK ? current : status;
+}
+
+int32 Tavro::GetCurrentVideoSource() {
+    MediaParameter* parameter = GetVideoSourceControl();
+    int32 value = 0;
+    size_t size = sizeof(value);
+    if (parameter == nullptr || parameter->GetValue(&value, &size, nullptr) != B_OK ||
+        size > sizeof(value))
+        return -1;
+    return value;
+}
+
+void Tavro::SetCurrentVideoSource(int32 source) {
+    SetDiscreteClamped(GetVideoSourceControl(), source, false);
+}
+
+int32 Tavro::GetCurrentVideoFormat() {
+    MediaParameter* parameter = GetVideoFormatControl();
+    int32 value = 0;
+    size_t size = sizeof(value);
+    if (parameter == nullptr || parameter->GetValue(&value, &size, nullptr) != B_OK ||
+        size > sizeof(value))
+        return -1;
+    return value;
+}
+
+void Tavro::SetCurrentVideoFormat(int32 format) {
+    SetDiscreteClamped(GetVideoFormatControl(), format, true);
+}
+
+// --- Mute ---
+
+status_t Tavro::SetMute(bool mute) {
+    if (fRoster == nullptr)
+        return B_ERROR;
+    std::shared_ptr<MediaNode> output;
+    status_t status = fRoster->GetAudioOutput(&output);
+    if (status != B_OK)
+        return status;
+    status_t result = B_ERROR;
+    if (std::unique_ptr<ParameterWeb> web = GetParameterWeb(output.get()); web != nullptr) {
+        const int32 value = mute ? 1 : 0;
+        for (int32 i = web->CountParameters() - 1; i >= 0; i--) {
+            MediaParameter* parameter = web->ParameterAt(i);
+            if (isLineMute(parameter))
+                result = parameter->SetValue(&value, sizeof(value), system_time());
+        }
+    }
+    fRoster->ReleaseNode(output.get());
+    return result;
+}
+
+bool Tavro::IsMuted() {
+    if (fRoster == nullptr)
+        return true;
+    std::shared_ptr<MediaNode> output;
+    if (fRoster->GetAudioOutput(&output) != B_OK)
+        return true;
+    // True unless the last switch found could be read: the state read is not what counts.
+    bool muted = true;
+    if (std::unique_ptr<ParameterWeb> web = GetParameterWeb(output.get()); web != nullptr) {
+        for (int32 i = web->CountParameters() - 1; i >= 0; i--) {
+            MediaParameter* parameter = web->ParameterAt(i);
+            if (!isLineMute(parameter))
+                continue;
+            int32 value = 0;
+            size_t size = sizeof(value);
+            muted = parameter->GetValue(&value, &size, nullptr) != B_OK;
+        }
+    }
+    fRoster->ReleaseNode(output.get());
+    return muted;
+}
+
+// --- Geometry ---
+
+status_t Tavro::ReconnectOrPend() {
+    if (fRoster == nullptr || fRecording.load() || fHoldChanges) {
+        fReconnectPending = true;
+        return B_ERROR;
+    }
+    if (fVideoConsumer != nullptr) {
+        fVideoConsumer->StopBufferCreator();
+        Disconnect(fVideoOutput.source, fVideoInput.destination);
+    }
+    return ConnectVideo();
+}
+
+status_t Tavro::ReconnectVideo() {
+    return ReconnectOrPend();
+}
+
+status_t Tavro::SetVideoSize(int32 width, int32 height) {
+    if (width == fVideoWidth && height == fVideoHeight)
+        return B_OK;
+    fVideoWidth = width;
+    fVideoHeight = height;
+    const status_t status = ReconnectOrPend();
+    if (status == B_OK)
+        ResizeVideoWindow();
+    return status;
+}
+
+status_t Tavro::SetColorSpace(color_space space) {
+    if (space == fColorSpace)
+        return B_OK;
+    fColorSpace = space;
+    return ReconnectOrPend();
+}
+
+status_t Tavro::SetVideoPlayRate(int32 rate) {
+    if (rate != fVideoPlayRate) {
+        fVideoPlayRate = rate;
+        if (!fHoldChanges && !fRecording.load() && fVideoConsumer != nullptr)
+            fVideoConsumer->SetSkipFrames(rate);
+    }
+    return B_OK;
+}
+
+status_t Tavro::SetChannelCount(int32 count) {
+    fAudioChannelCount = count;
+    if (fAudioSink != nullptr)
+        fAudioSink->SetChannelCount(int32(uint8(count)));
+    return B_OK;
+}
+
+status_t Tavro::SetFrequency(int32 frequency) {
+    fAudioFrequency = float(frequency);
+    return B_OK;
+}
+
+void Tavro::SetHoldChanges(bool hold) {
+    fHoldChanges = hold;
+    if (!hold)
+        FlushChanges();
+}
+
+void Tavro::FlushChanges() {
+    if (fReconnectPending) {
+        fReconnectPending = false;
+        ReconnectOrPend();
+    }
+    if (fVideoConsumer != nullptr)
+        fVideoConsumer->SetSkipFrames(fVideoPlayRate);
+}

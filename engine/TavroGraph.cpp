@@ -1,0 +1,286 @@
+// The engine's media graph: finding the default inputs, making, connecting and starting the
+// consumer nodes, and taking them down again.
+//
+// One clock serves every node (CLOCK_MONOTONIC, see MediaNode.h), so setting and starting a
+// shared time source have nothing to do here; everything else runs in the order and with the
+// alerts it always had, one alert per failure (only the first of the process shows).
+
+#include <algorithm>
+#include <cstdio>
+
+#include "app/ErrorAlert.h"
+#include "engine/AudioConsumer.h"
+#include "engine/PreviewSinks.h"
+#include "engine/Tavro.h"
+#include "engine/VideoConsumer.h"
+#include "media/roster/DeviceBackend.h"
+#include "media/testsignal/TestPictureProducer.h"
+#include "media/testsignal/TestToneProducer.h"
+#include "support/Clock.h"
+
+namespace {
+
+// The worst delay from a time being due to a thread running on it, added to the start time
+// so that every node is ready when the graph starts.
+constexpr bigtime_t kMaxSchedulingLatency = 2000;
+
+// The video standard some cards only connect in after a change of standard ("PAL-M" on a
+// Bt848), and the one used for the connection instead.
+constexpr int32 kStandardNeedingWorkAround = 4;
+constexpr int32 kWorkAroundStandard = 1;
+
+void pace(MediaProducer* producer, bool paced) {
+    if (auto* picture = dynamic_cast<TestPictureProducer*>(producer))
+        picture->SetPaced(paced);
+    else if (auto* tone = dynamic_cast<TestToneProducer*>(producer))
+        tone->SetPaced(paced);
+}
+
+}  // namespace
+
+status_t Tavro::SetupNodes() {
+    fRoster = std::make_unique<MediaRoster>(fOptions.roster, std::move(fBackend));
+
+    fVideoConnected = false;
+    status_t status = fRoster->GetVideoInput(&fVideoInputNode);
+    if (status != B_OK) {
+        fVideoInputNode.reset();
+        ErrorAlert("Can't find video input", status, false);
+    } else {
+        pace(fVideoInputNode.get(), fOptions.pacedTestSignal);
+        fVideoConsumer = std::make_unique<VideoConsumer>(1, "Video Capture", fVideoSink);
+        fVideoConsumer->SetWaitForRing(!fOptions.pacedTestSignal);
+        status = fVideoConsumer->NodeRegistered();
+        if (status != B_OK) {
+            ErrorAlert("Can't register the video node", status, false);
+        } else {
+            status = ConnectVideo();
+            if (status != B_OK)
+                ErrorAlert("Can't connect the video source to the consumer node!", status, false);
+            else
+                fVideoConnected = true;
+        }
+    }
+
+    fAudioConnected = false;
+    status = fRoster->GetAudioInput(&fAudioInputNode);
+    if (status != B_OK) {
+        fAudioInputNode.reset();
+        ErrorAlert("Can't find audio input", status, false);
+    } else {
+        pace(fAudioInputNode.get(), fOptions.pacedTestSignal);
+        fAudioConsumer = std::make_unique<AudioConsumer>(1, "Audio Capture");
+        fAudioConsumer->SetWaitForRing(!fOptions.pacedTestSignal);
+        status = fAudioConsumer->NodeRegistered();
+        if (status != B_OK) {
+            ErrorAlert("Can't register the audio node", status, false);
+        } else {
+            status = ConnectAudio();
+            if (status != B_OK)
+                ErrorAlert("Can't connect the audio source to the consumer node!", status, false);
+            else
+                fAudioConnected = true;
+        }
+        // Unlike the video node, an audio node that did not connect is not kept.
+        if (!fAudioConnected) {
+            fAudioConsumer.reset();
+            fRoster->ReleaseNode(fAudioInputNode.get());
+            fAudioInputNode.reset();
+        }
+    }
+
+    // The producer's latency and its extra latency at start decide how far ahead the nodes
+    // are started.
+    bigtime_t latency = 0;
+    bigtime_t initialLatency = 0;
+    if (fVideoInputNode != nullptr) {
+        fVideoInputNode->GetLatency(&latency);
+        status = fVideoInputNode->GetInitialLatency(&initialLatency);
+        if (status < B_OK) {
+            ErrorAlert("Can't get the initial latency for producer node", status, false);
+            initialLatency = 0;
+        }
+    }
+    initialLatency += kMaxSchedulingLatency;
+    fStartLatency = latency + initialLatency;
+    const bigtime_t startTime = system_time() + fStartLatency;
+
+    status = B_OK;
+    if (fVideoConnected) {
+        status = fVideoInputNode->Start(startTime);
+        if (status == B_OK)
+            status = fVideoConsumer->Start(startTime);
+        if (status != B_OK)
+            return ErrorAlert("Can't start video nodes", status, false);
+    }
+    if (fAudioConnected) {
+        status = fAudioConsumer->Start(startTime);
+        if (status == B_OK)
+            status = fAudioInputNode->Start(startTime);
+        if (status != B_OK)
+            return ErrorAlert("Can't start audio nodes", status, false);
+    }
+    fNodesRunning = status == B_OK;
+    return status;
+}
+
+status_t Tavro::ConnectVideo() {
+    int32 count = 0;
+    status_t status =
+        fVideoInputNode == nullptr
+            ? B_MEDIA_BAD_NODE
+            : GetFreeOutputsFor(fVideoInputNode.get(), &fVideoOutput, 1, &count, B_MEDIA_RAW_VIDEO);
+    if (status != B_OK || count < 1)
+        return ErrorAlert("Can't find an available video stream", B_RESOURCE_UNAVAILABLE, false);
+    count = 0;
+    status = fVideoConsumer == nullptr ? B_MEDIA_BAD_NODE
+                                       : GetFreeInputsFor(fVideoConsumer.get(), &fVideoInput, 1,
+                                                          &count, B_MEDIA_RAW_VIDEO);
+    if (status != B_OK || count < 1) {
+        return ErrorAlert("Can't find an available connection to the video window",
+                          B_RESOURCE_UNAVAILABLE, false);
+    }
+
+    status_t result = B_MEDIA_BAD_FORMAT;
+
+    // Some cards connect in one standard only after a change of it: connect in another one,
+    // then go back.
+    MediaParameter* standard = GetVideoFormatControl();
+    bool standardChanged = false;
+    if (standard != nullptr) {
+        int32 value = -1;
+        size_t size = sizeof(value);
+        if (standard->GetValue(&value, &size, nullptr) == B_OK &&
+            value == kStandardNeedingWorkAround) {
+            SetDiscreteClamped(standard, kWorkAroundStandard, true);
+            standardChanged = true;
+        }
+    }
+
+    // The source is applied again: a driver may have forgotten it with the last connection.
+    if (MediaParameter* source = GetVideoSourceControl(); source != nullptr) {
+        int32 value = -1;
+        size_t size = sizeof(value);
+        if (source->GetValue(&value, &size, nullptr) != B_OK)
+            value = -1;
+        SetDiscreteClamped(source, value, false);
+    }
+
+    // The engine's colour space first, then the others from the best for recording to the
+    // least; each only once.
+    const color_space order[] = {fColorSpace, B_YCbCr422, B_YCbCr411, B_RGB32,
+                                 B_RGB16,     B_RGB15,    B_GRAY8};
+    media_format format;
+    for (size_t i = 0; i < std::size(order); i++) {
+        const color_space candidate = order[i];
+        if (std::find(order, order + i, candidate) != order + i)
+            continue;
+        format = media_format{};
+        format.type = B_MEDIA_RAW_VIDEO;
+        media_raw_video_format& video = format.raw_video;
+        video.field_rate = 0;
+        video.interlace = 0;
+        video.first_active = 0;
+        video.last_active = uint32(fVideoHeight - 1);
+        video.orientation = B_VIDEO_TOP_LEFT_RIGHT;
+        video.pixel_width_aspect = 1;
+        video.pixel_height_aspect = 1;
+        video.display.format = candidate;
+        video.display.line_width = uint32(fVideoWidth);
+        video.display.line_count = uint32(fVideoHeight);
+        result = fVideoConsumer->SetBuffers(format, VideoConsumer::kBufferCount);
+        if (result == B_OK) {
+            result = Connect(fVideoOutput.source, fVideoInput.destination, &format, &fVideoOutput,
+                             &fVideoInput);
+        }
+        if (result == B_OK) {
+            // Until then the producer captures into buffers of its own.
+            fVideoConsumer->HandBuffersOver();
+            break;
+        }
+    }
+
+    if (result == B_OK) {
+        fConnectedVideoFormat = format;
+        if (standardChanged) {
+            SetDiscreteClamped(standard, kStandardNeedingWorkAround, true);
+            std::printf("reset PAL-M format\n");
+            std::fflush(stdout);
+        }
+    }
+
+    fVideoConnected = result == B_OK;
+    if (fVideoSink != nullptr)
+        fVideoSink->SetEnabled(fVideoConnected);
+    return result;
+}
+
+status_t Tavro::ConnectAudio() {
+    int32 count = 0;
+    status_t status =
+        fAudioInputNode == nullptr
+            ? B_MEDIA_BAD_NODE
+            : GetFreeOutputsFor(fAudioInputNode.get(), &fAudioOutput, 1, &count, B_MEDIA_RAW_AUDIO);
+    if (status != B_OK || count < 1)
+        return ErrorAlert("Can't find an available audio stream", B_RESOURCE_UNAVAILABLE, false);
+    count = 0;
+    status = fAudioConsumer == nullptr ? B_MEDIA_BAD_NODE
+                                       : GetFreeInputsFor(fAudioConsumer.get(), &fAudioInput, 1,
+                                                          &count, B_MEDIA_RAW_AUDIO);
+    if (status != B_OK || count < 1) {
+        // The same text as for video, as it has always read.
+        return ErrorAlert("Can't find an available connection to the video window",
+                          B_RESOURCE_UNAVAILABLE, false);
+    }
+
+    // The rate and channel count the engine asks for; the input fills in the rest (or moves
+    // the rate to the nearest it has).
+    media_format format;
+    format.type = B_MEDIA_RAW_AUDIO;
+    format.raw_audio = media_raw_audio_format::wildcard;
+    format.raw_audio.frame_rate = fAudioFrequency;
+    format.raw_audio.channel_count = uint32(fAudioChannelCount);
+    status =
+        Connect(fAudioOutput.source, fAudioInput.destination, &format, &fAudioOutput, &fAudioInput);
+    if (status != B_OK)
+        ErrorAlert("Could not connect to audio input", status, false);
+    else
+        fConnectedAudioFormat = format;
+
+    fAudioConnected = status == B_OK;
+    if (fAudioSink != nullptr)
+        fAudioSink->SetEnabled(fAudioConnected);
+    return status;
+}
+
+void Tavro::TearDownNodes() {
+    if (fRoster == nullptr)
+        return;
+    if (fVideoConsumer != nullptr) {
+        if (fNodesRunning)
+            fVideoConsumer->Stop(0, true);
+        fVideoConsumer->StopBufferCreator();
+        Disconnect(fVideoOutput.source, fVideoInput.destination);
+        // The web's parameters read through the node: it goes first.
+        fVideoWeb.reset();
+        if (fVideoInputNode != nullptr) {
+            fRoster->ReleaseNode(fVideoInputNode.get());
+            fVideoInputNode.reset();
+        }
+        fVideoConsumer.reset();
+    }
+    if (fAudioConsumer != nullptr) {
+        if (fNodesRunning)
+            fAudioConsumer->Stop(0, true);
+        Disconnect(fAudioOutput.source, fAudioInput.destination);
+        if (fAudioInputNode != nullptr) {
+            fRoster->ReleaseNode(fAudioInputNode.get());
+            fAudioInputNode.reset();
+        }
+        fAudioConsumer.reset();
+    }
+    fVideoWeb.reset();
+    fVideoConnected = false;
+    fAudioConnected = false;
+    fNodesRunning = false;
+}

@@ -1,0 +1,274 @@
+// The recording side of the engine: the rings, Start and Stop, the two writer threads, the
+// frame counters and the application of a recording format.
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include "app/ErrorAlert.h"
+#include "app/FormatSetting.h"
+#include "app/MessageCodes.h"
+#include "engine/AudioConsumer.h"
+#include "engine/PreviewSinks.h"
+#include "engine/Tavro.h"
+#include "engine/VideoConsumer.h"
+#include "media/file/MediaTrack.h"
+#include "support/MessageTarget.h"
+#include "support/Thread.h"
+
+namespace {
+
+// How long a writer waits for a slot before it looks at the recording flag again: Stop
+// returns this soon after the inputs fell silent.
+constexpr bigtime_t kWriterPoll = 100000;
+
+}  // namespace
+
+status_t Tavro::SetVideoTrack(MediaTrack* track) {
+    if (fVideoConsumer != nullptr)
+        fVideoConsumer->SetRing(nullptr);
+    fVideoRing.reset();
+    const media_video_display_info& display = fConnectedVideoFormat.raw_video.display;
+    auto ring =
+        std::make_unique<RingBuffer>(fVideoBufferCount, display.bytes_per_row * display.line_count);
+    if (ring->InitCheck() < B_OK)
+        return B_NO_MEMORY;
+    fVideoRing = std::move(ring);
+    fVideoTrack = track;
+    if (fVideoConsumer != nullptr)
+        fVideoConsumer->SetRing(fVideoRing.get());
+    return B_OK;
+}
+
+status_t Tavro::SetAudioTrack(MediaTrack* track) {
+    if (fAudioConsumer != nullptr)
+        fAudioConsumer->SetRing(nullptr);
+    fAudioRing.reset();
+    if (track != nullptr) {
+        auto ring = std::make_unique<RingBuffer>(
+            fAudioBufferCount, uint32(fConnectedAudioFormat.raw_audio.buffer_size));
+        if (ring->InitCheck() < B_OK)
+            return B_NO_MEMORY;
+        fAudioRing = std::move(ring);
+    }
+    fAudioTrack = track;
+    if (track != nullptr && fAudioConsumer != nullptr)
+        fAudioConsumer->SetRing(fAudioRing.get());
+    return B_OK;
+}
+
+status_t Tavro::Start() {
+    fRecording.store(true);
+    try {
+        fVideoWriter = spawnThread("video writer", [this] { VideoWriter(this); });
+    } catch (const std::system_error&) {
+        return B_NO_MORE_THREADS;
+    }
+    if (fAudioTrack != nullptr) {
+        try {
+            fAudioWriter = spawnThread("audio writer", [this] { AudioWriter(this); });
+        } catch (const std::system_error&) {
+            // Nothing would record: the video writer is ended again.
+            fRecording.store(false);
+            JoinWriter(fVideoWriter, fVideoRing.get());
+            return B_NO_MORE_THREADS;
+        }
+    }
+    if (fStatusView != nullptr) {
+        fStatusView->SetVideoBuffer(fVideoRing.get());
+        fStatusView->SetAudioBuffer(fAudioRing.get());
+    }
+    if (fVideoConsumer != nullptr)
+        fVideoConsumer->SetRecording(true);
+    if (fAudioTrack != nullptr && fAudioConsumer != nullptr)
+        fAudioConsumer->SetRecording(true);
+    return B_OK;
+}
+
+void Tavro::JoinWriter(std::thread& writer, RingBuffer*) {
+    // The writer waits for a slot at most kWriterPoll at a time, so it notices the flag
+    // whether or not the nodes still deliver.
+    if (writer.joinable())
+        writer.join();
+}
+
+status_t Tavro::Stop() {
+    fRecording.store(false);
+    JoinWriter(fVideoWriter, fVideoRing.get());
+    if (fAudioTrack != nullptr)
+        JoinWriter(fAudioWriter, fAudioRing.get());
+
+    if (fVideoConsumer != nullptr) {
+        fVideoConsumer->SetRecording(false);
+        fVideoConsumer->SetRing(nullptr);
+    }
+    if (fAudioTrack != nullptr && fAudioConsumer != nullptr)
+        fAudioConsumer->SetRecording(false);
+    if (fAudioConsumer != nullptr)
+        fAudioConsumer->SetRing(nullptr);
+
+    if (fStatusView != nullptr) {
+        fStatusView->SetVideoBuffer(nullptr);
+        fStatusView->SetAudioBuffer(nullptr);
+    }
+    // SetRing(nullptr) returned after any Write into the old ring: no node touches it now.
+    fVideoRing.reset();
+    fAudioRing.reset();
+
+    if (fVideoTrack != nullptr)
+        fVideoTrack->Flush();
+    if (fAudioTrack != nullptr)
+        fAudioTrack->Flush();
+    fVideoTrack = nullptr;
+    fAudioTrack = nullptr;
+
+    if (fReconnectPending) {
+        fReconnectPending = false;
+        ReconnectOrPend();
+    }
+    if (fVideoConsumer != nullptr)
+        fVideoConsumer->SetSkipFrames(fVideoPlayRate);
+    return B_OK;
+}
+
+int32 Tavro::VideoWriter(Tavro* self) {
+    MediaTrack* track = self->fVideoTrack;
+    RingBuffer* ring = self->fVideoRing.get();
+    if (track == nullptr || ring == nullptr)
+        return -1;
+    media_encode_info info;
+    while (self->fRecording.load()) {
+        void* data = nullptr;
+        bigtime_t time = 0;
+        if (ring->AcquireBuffer(&data, &time, kWriterPoll) != B_OK)
+            continue;
+        if (self->fMediaWriteLock.Acquire() == B_OK) {
+            info.start_time = time;
+            const status_t status = track->WriteFrames(data, 1, &info);
+            if (status != B_OK) {
+                self->fFailedVideoWrites.fetch_add(1);
+                if (status == B_DEVICE_FULL || status == -E2BIG || status == B_FILE_TOO_LARGE) {
+                    // The file cannot grow: stop the recording, and tell why. The writer
+                    // goes on (and fails again) until the stop arrives.
+                    if (MessageTarget* target = self->fStopTarget.load())
+                        target->PostMessage(kMsgStop);
+                    ErrorAlert("Video file may be corrupt.", status, false);
+                }
+            }
+            self->fMediaWriteLock.Release();
+        }
+        ring->ReleaseBuffer();
+    }
+    self->fFailedVideoWrites.store(0);
+    return 0;
+}
+
+int32 Tavro::AudioWriter(Tavro* self) {
+    MediaTrack* track = self->fAudioTrack;
+    RingBuffer* ring = self->fAudioRing.get();
+    if (track == nullptr || ring == nullptr)
+        return 1;
+    const media_raw_audio_format& input = self->fConnectedAudioFormat.raw_audio;
+    const uint32 sampleSize = input.format & media_raw_audio_format::B_AUDIO_SIZE_MASK;
+    const uint32 channels = input.channel_count;
+    if (sampleSize == 0 || channels == 0)
+        return 1;
+    const int64 frames = int64(input.buffer_size / (channels * sampleSize));
+
+    media_format encoded;
+    if (track->EncodedFormat(&encoded) != B_OK)
+        return 1;
+    // Keep one input frame in `decimation`: a track at a whole fraction of the input's rate.
+    // A track faster than the input would give 0; it is written 1:1.
+    const float trackRate = encoded.raw_audio.frame_rate;
+    uint16 decimation = trackRate > 0 ? uint16(input.frame_rate / trackRate + 0.5f) : uint16(1);
+    if (decimation == 0)
+        decimation = 1;
+    const uint32 trackChannels = encoded.raw_audio.channel_count & 0xff;
+    const bool mono = trackChannels == 1;
+    // The writes read 16-bit samples of the track's channel count: never past the slot.
+    const int64 slotSamples = int64(ring->Size() / sizeof(int16));
+    int64 framesOut = frames / decimation;
+    if (trackChannels > 0)
+        framesOut = std::min<int64>(framesOut, slotSamples / trackChannels);
+
+    media_encode_info info;
+    while (self->fRecording.load()) {
+        void* data = nullptr;
+        bigtime_t time = 0;
+        if (ring->AcquireBuffer(&data, &time, kWriterPoll) != B_OK)
+            continue;
+        if (self->fMediaWriteLock.Acquire() == B_OK) {
+            // In place, as 16-bit units whatever the sample format. Only the first
+            // frames / decimation frames are written, so only they are made; every read
+            // lies before the slot's end.
+            int16* samples = static_cast<int16*>(data);
+            if (mono) {
+                const int64 keep = std::min<int64>(frames, slotSamples / int64(channels));
+                for (int64 i = 0; i < keep; i++)
+                    samples[i] = samples[i * channels];
+                if (decimation > 1) {
+                    for (int64 i = 0; i < framesOut; i++)
+                        samples[i] = samples[i * decimation];
+                }
+            } else if (decimation > 1) {
+                for (int64 i = 0; i < framesOut; i++) {
+                    for (uint32 c = 0; c < channels; c++) {
+                        const int64 from = (i * decimation) * channels + c;
+                        if (from < slotSamples)
+                            samples[i * channels + c] = samples[from];
+                    }
+                }
+            }
+            info.start_time = time;
+            if (track->WriteFrames(data, framesOut, &info) != B_OK)
+                self->fFailedAudioWrites.fetch_add(1);
+            self->fMediaWriteLock.Release();
+        }
+        ring->ReleaseBuffer();
+    }
+    self->fFailedAudioWrites.store(0);
+    return 0;
+}
+
+int64 Tavro::VideoFramesCounter() {
+    return fVideoConsumer != nullptr ? fVideoConsumer->FramesCounter() : 0;
+}
+
+int64 Tavro::DroppedVideoFrames() {
+    if (fVideoConsumer == nullptr)
+        return 0;
+    return fVideoConsumer->DroppedFrames() + fFailedVideoWrites.load();
+}
+
+int64 Tavro::AudioFramesCounter() {
+    return fAudioConsumer != nullptr ? fAudioConsumer->FramesCounter() : 0;
+}
+
+int64 Tavro::DroppedAudioFrames() {
+    if (fAudioConsumer == nullptr)
+        return 0;
+    return fAudioConsumer->DroppedFrames() + fFailedAudioWrites.load();
+}
+
+void Tavro::SetFormat(FormatSetting* format) {
+    if (format == nullptr)
+        return;
+    fHoldChanges = true;
+    SetVideoSize(format->videoWidth, format->videoHeight);
+    SetColorSpace(color_space(format->colorSpace));
+    SetVideoPlayRate(format->frameDivisor);
+    SetFrequency(format->audioFrameRate);
+    SetChannelCount(format->audioChannels);
+    fHoldChanges = false;
+    FlushChanges();
+
+    if (!fRecording.load()) {
+        ResizeVideoWindow();
+    } else {
+        ShowRequest("Tavro - Request",
+                    "There is currently video capturing in progress.\n"
+                    "Changes of the video/audio format cannot be previewed.",
+                    "Ok");
+    }
+}

@@ -1,0 +1,334 @@
+// Recordings through the whole engine on the built-in test signal: real node threads, real
+// writer threads, real files read back with FFmpeg.
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <string>
+
+#include "app/ErrorAlert.h"
+#include "app/FormatSetting.h"
+#include "app/MessageCodes.h"
+#include "engine/AudioConsumer.h"
+#include "engine/PreviewSinks.h"
+#include "engine/Tavro.h"
+#include "engine/TavroFile.h"
+#include "engine/VideoConsumer.h"
+#include "media/file/MediaFile.h"
+#include "media/testsignal/TestPictureProducer.h"
+#include "support/Clock.h"
+#include "support/MessageQueue.h"
+#include "tests/media/file/MovieReader.h"
+
+namespace {
+
+TavroOptions testSignal(bool paced) {
+    TavroOptions options;
+    // Only the built-in inputs, whatever this machine has.
+    options.roster.videoInput = MediaRoster::kTestPictureID;
+    options.roster.audioInput = MediaRoster::kTestToneID;
+    options.pacedTestSignal = paced;
+    return options;
+}
+
+class RingWatcher : public RingMonitor {
+public:
+    void SetVideoBuffer(RingBuffer* ring) override { video = ring; }
+    void SetAudioBuffer(RingBuffer* ring) override { audio = ring; }
+    RingBuffer* video = nullptr;
+    RingBuffer* audio = nullptr;
+};
+
+class EngineRecording : public testing::Test {
+protected:
+    void SetUp() override {
+        resetErrorAlertForTesting();
+        SetErrorAlertPresenter([this](const std::string& text, bool) { alerts.push_back(text); });
+        format.SetFileFormat("avi");
+        format.SetVideoEncoder("raw-video");
+        format.SetAudioEncoder("raw-audio");
+        path = temporaryPath("avi");
+    }
+    void TearDown() override {
+        SetErrorAlertPresenter({});
+        resetErrorAlertForTesting();
+        std::remove(path.c_str());
+    }
+
+    // Records until `until` is true (checked every 10 ms) or `timeout` µs have passed.
+    template <typename Until>
+    void Record(Tavro& engine, Until until, bigtime_t timeout = 20000000) {
+        engine.SetFormat(&format);
+        TavroFile file(path.c_str(), &format, &engine);
+        ASSERT_EQ(file.status, B_OK);
+        ASSERT_EQ(file.file->CommitHeader(), B_OK);
+        ASSERT_EQ(engine.SetVideoTrack(file.videoTrack), B_OK);
+        ASSERT_EQ(engine.SetAudioTrack(file.audioTrack), B_OK);
+        hadAudioTrack = file.audioTrack != nullptr;
+        engine.SetStatusView(&rings);
+        ASSERT_EQ(engine.Start(), B_OK);
+        const bigtime_t end = system_time() + timeout;
+        while (!until() && system_time() < end)
+            snooze(10000);
+        // Stop at a known point: inputs silent, rings drained, so what the nodes counted is
+        // what the file must hold (Stop itself leaves slots still in a ring unwritten).
+        engine.VideoInputNode()->Stop(0, true);
+        engine.AudioInputNode()->Stop(0, true);
+        const bigtime_t drained = system_time() + 10000000;
+        while ((rings.video->BuffersInUse() > 0 ||
+                (rings.audio != nullptr && rings.audio->BuffersInUse() > 0)) &&
+               system_time() < drained)
+            snooze(10000);
+        snooze(50000);  // the writer's last WriteFrames
+        recordedVideo = engine.VideoConsumerNode()->RecordedFrames();
+        recordedAudio = engine.AudioConsumerNode()->RecordedFrames();
+        videoCounter = engine.VideoFramesCounter();
+        droppedVideo = engine.DroppedVideoFrames();
+        ASSERT_EQ(engine.Stop(), B_OK);
+        engine.SetStatusView(nullptr);
+    }
+
+    std::vector<std::string> alerts;
+    RingWatcher rings;  // the status view of Record's recordings
+    FormatSetting format{"test"};
+    std::string path;
+    bool hadAudioTrack = false;
+    int64 recordedVideo = 0;
+    int64 recordedAudio = 0;
+    int64 videoCounter = 0;
+    int64 droppedVideo = 0;
+};
+
+TEST_F(EngineRecording, FourSecondsInTheDefaultFormatMatchTheClock) {
+    Tavro engine(testSignal(true));
+    ASSERT_TRUE(engine.VideoConnected());
+    ASSERT_TRUE(engine.AudioConnected());
+    const bigtime_t start = system_time();
+    Record(engine, [&] { return system_time() - start >= 4000000; });
+    ASSERT_TRUE(alerts.empty()) << alerts.front();
+
+    MovieSummary movie = readMovie(path);
+    ASSERT_EQ(movie.openError, 0);
+    const StreamSummary* video = movie.Video();
+    ASSERT_NE(video, nullptr);
+    EXPECT_EQ(video->width, 384);
+    EXPECT_EQ(video->height, 288);
+    EXPECT_NEAR(double(video->frames), 100, 2);
+    EXPECT_EQ(video->decodeErrors, 0);
+    // Every frame the node put into the ring reached the file.
+    EXPECT_EQ(video->frames, recordedVideo);
+    EXPECT_NEAR(double(videoCounter), double(recordedVideo), 1);
+    EXPECT_EQ(droppedVideo, std::max<int64>(0, videoCounter - recordedVideo));
+
+    const StreamSummary* audio = movie.Audio();
+    ASSERT_NE(audio, nullptr);
+    EXPECT_EQ(audio->sampleRate, 44100);
+    EXPECT_EQ(audio->channels, 2);
+    // One buffer of the tone is 10 ms.
+    EXPECT_NEAR(double(audio->samples) / 44100, 4.0, 0.011 + 0.04);
+    media_format connected;
+    engine.GetAudioFormat(&connected);
+    const int64 framesPerBuffer = int64(connected.raw_audio.buffer_size / 4);
+    EXPECT_EQ(audio->samples, recordedAudio * framesPerBuffer);
+}
+
+TEST_F(EngineRecording, SkipFramesTwoRecordsEverySecondFrameAtHalfTheRate) {
+    Tavro engine(testSignal(false));
+    format.frameDivisor = 2;
+    Record(engine, [&] { return engine.VideoConsumerNode()->RecordedFrames() >= 30; });
+    MovieSummary movie = readMovie(path);
+    const StreamSummary* video = movie.Video();
+    ASSERT_NE(video, nullptr);
+    EXPECT_EQ(video->frames, recordedVideo);
+    // Frames of 80 ms each: half the input's 25 per second.
+    EXPECT_NEAR(video->endSeconds / double(video->frames), 0.08, 0.005);
+    EXPECT_EQ(engine.VideoConsumerNode()->SkipFrames(), 2);
+}
+
+TEST_F(EngineRecording, StereoInputIntoAMonoTrackOfHalfTheRateWritesHalfTheFrames) {
+    Tavro engine(testSignal(false));
+    format.audioFrameRate = 22050;
+    format.audioChannels = 1;
+    media_format input;
+    engine.GetAudioFormat(&input);
+    ASSERT_EQ(input.raw_audio.frame_rate, 44100.0f);
+    ASSERT_EQ(input.raw_audio.channel_count, 2u);
+    Record(engine, [&] { return engine.AudioConsumerNode()->RecordedFrames() >= 50; });
+    MovieSummary movie = readMovie(path);
+    const StreamSummary* audio = movie.Audio();
+    ASSERT_NE(audio, nullptr);
+    EXPECT_EQ(audio->sampleRate, 22050);
+    EXPECT_EQ(audio->channels, 1);
+    const int64 framesPerBuffer = int64(input.raw_audio.buffer_size / 4);
+    EXPECT_EQ(audio->samples, recordedAudio * (framesPerBuffer / 2));
+}
+
+TEST_F(EngineRecording, WithoutAnAudioTrackNoSoundIsRecorded) {
+    Tavro engine(testSignal(false));
+    format.SetAudioEncoder("");
+    Record(engine, [&] { return engine.VideoConsumerNode()->RecordedFrames() >= 10; });
+    EXPECT_FALSE(hadAudioTrack);
+    EXPECT_EQ(recordedAudio, 0);
+    MovieSummary movie = readMovie(path);
+    EXPECT_EQ(movie.Audio(), nullptr);
+    EXPECT_EQ(movie.Video()->frames, recordedVideo);
+}
+
+TEST_F(EngineRecording, MissingFramesAreCountedAndPrintedOncePerInterval) {
+    Tavro engine(testSignal(false));
+    // Every fifth frame is never sent.
+    auto* picture = dynamic_cast<TestPictureProducer*>(engine.VideoInputNode());
+    ASSERT_NE(picture, nullptr);
+    picture->SetFrameGaps(5);
+    format.SetAudioEncoder("");
+    testing::internal::CaptureStdout();
+    Record(engine, [&] { return engine.VideoConsumerNode()->RecordedFrames() >= 40; });
+    const std::string printed = testing::internal::GetCapturedStdout();
+    size_t lines = 0;
+    for (size_t at = printed.find("frame dropped - drift = 80000?\n"); at != std::string::npos;
+         at = printed.find("frame dropped - drift = 80000?\n", at + 1))
+        lines++;
+    // Every line is for one missing frame of 40 ms: the drift is 80 ms when it is found. The
+    // first gap only brings the drift to 40 ms, under the 60 ms that count; every later gap
+    // gives one line.
+    EXPECT_EQ(printed.find("frame dropped - drift = "),
+              printed.find("frame dropped - drift = 80000?"));
+    EXPECT_GE(lines, 6u);
+    // Each line raises the count of frames that should have come by one; the counter runs up
+    // to the last frame's own number, one below the frames recorded without gaps.
+    EXPECT_EQ(videoCounter, recordedVideo - 1 + int64(lines));
+    EXPECT_EQ(droppedVideo, int64(lines) - 1);
+    // The file keeps the holes: its frames lie at their own times.
+    MovieSummary movie = readMovie(path);
+    EXPECT_EQ(movie.Video()->frames, recordedVideo);
+}
+
+TEST_F(EngineRecording, AWriterHeldBackFillsTheRing) {
+    Tavro engine(testSignal(false));
+    format.SetAudioEncoder("");
+    bool held = false;
+    int32 peak = 0;
+    Record(engine, [&] {
+        if (!held) {
+            // Both writers wait for the media write lock while the nodes go on.
+            held = engine.MediaWriteLock().Acquire() == B_OK;
+            return false;
+        }
+        peak = rings.video->MaxBuffersUsed();
+        if (peak < 30)
+            return false;
+        engine.MediaWriteLock().Release();
+        return true;
+    });
+    EXPECT_GE(peak, 30);
+    EXPECT_EQ(rings.video, nullptr);  // cleared by Stop
+}
+
+TEST_F(EngineRecording, StopReturnsWhenTheInputsHaveFallenSilent) {
+    Tavro engine(testSignal(false));
+    engine.SetFormat(&format);
+    TavroFile file(path.c_str(), &format, &engine);
+    ASSERT_EQ(file.file->CommitHeader(), B_OK);
+    ASSERT_EQ(engine.SetVideoTrack(file.videoTrack), B_OK);
+    ASSERT_EQ(engine.SetAudioTrack(file.audioTrack), B_OK);
+    ASSERT_EQ(engine.Start(), B_OK);
+    engine.VideoInputNode()->Stop(0, true);
+    engine.AudioInputNode()->Stop(0, true);
+    snooze(200000);
+    const bigtime_t start = system_time();
+    EXPECT_EQ(engine.Stop(), B_OK);
+    EXPECT_LT(system_time() - start, 2000000);
+    EXPECT_FALSE(engine.IsRecording());
+}
+
+// A file that cannot grow (RLIMIT_FSIZE, in a child process so the limit stays there): the
+// stop target gets kMsgStop, the alert is raised, writing goes on until Stop, and the file
+// reads back up to the failure.
+TEST_F(EngineRecording, AFullDiskStopsTheRecordingAndKeepsTheFileReadable) {
+    fflush(nullptr);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        signal(SIGXFSZ, SIG_IGN);
+        rlimit limit{2 * 1024 * 1024, 2 * 1024 * 1024};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        Tavro engine(testSignal(false));
+        MessageQueue stopTarget;
+        engine.SetStopTarget(&stopTarget);
+        int code = 0;
+        {
+            engine.SetFormat(&format);
+            TavroFile file(path.c_str(), &format, &engine);
+            if (file.status != B_OK || file.file->CommitHeader() != B_OK)
+                _exit(10);
+            engine.SetVideoTrack(file.videoTrack);
+            engine.SetAudioTrack(file.audioTrack);
+            engine.Start();
+            Message message;
+            if (stopTarget.NextMessage(&message, 20000000) != B_OK || message.what != kMsgStop)
+                code = 11;
+            // The writer goes on until Stop: more failures are counted meanwhile.
+            snooze(100000);
+            if (engine.DroppedVideoFrames() < 1)
+                code = 12;
+            engine.Stop();
+        }
+        if (alerts.size() != 1 || alerts[0].find("Video file may be corrupt.") == std::string::npos)
+            code = 13;
+        _exit(code);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    ASSERT_EQ(WEXITSTATUS(status), 0);
+    MovieSummary movie = readMovie(path);
+    ASSERT_EQ(movie.openError, 0);
+    ASSERT_NE(movie.Video(), nullptr);
+    // 384x288 RGB32 frames of 442 KB: a few fit under 2 MB and decode; at most the one the
+    // limit cut short does not.
+    EXPECT_GE(movie.Video()->frames, 2);
+    EXPECT_LE(movie.Video()->decodeErrors, 1);
+}
+
+TEST_F(EngineRecording, AFormatChangeWhileRecordingIsRequestedAndAppliedAtStop) {
+    Tavro engine(testSignal(false));
+    std::vector<std::string> requests;
+    engine.SetRequestPresenter(
+        [&](const std::string& title, const std::string& text, const std::string& button) {
+            requests.push_back(title + "|" + text + "|" + button);
+        });
+    engine.SetFormat(&format);
+    TavroFile file(path.c_str(), &format, &engine);
+    ASSERT_EQ(file.file->CommitHeader(), B_OK);
+    ASSERT_EQ(engine.SetVideoTrack(file.videoTrack), B_OK);
+    ASSERT_EQ(engine.SetAudioTrack(file.audioTrack), B_OK);
+    ASSERT_EQ(engine.Start(), B_OK);
+
+    FormatSetting other("other");
+    other.videoWidth = 320;
+    other.videoHeight = 240;
+    engine.SetFormat(&other);
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_EQ(requests[0],
+              "Tavro - Request|There is currently video capturing in progress.\n"
+              "Changes of the video/audio format cannot be previewed.|Ok");
+    EXPECT_TRUE(engine.ReconnectPending());
+    EXPECT_EQ(engine.SetVideoSize(160, 120), B_ERROR);
+    media_format live;
+    engine.GetVideoFormat(&live);
+    EXPECT_EQ(live.raw_video.display.line_width, 384u);  // still the recording's
+
+    ASSERT_EQ(engine.Stop(), B_OK);
+    EXPECT_FALSE(engine.ReconnectPending());
+    engine.GetVideoFormat(&live);
+    EXPECT_EQ(live.raw_video.display.line_width, 160u);
+    EXPECT_EQ(live.raw_video.display.line_count, 120u);
+    EXPECT_EQ(engine.Bounds(), (Rect{0, 0, 159, 119}));
+    EXPECT_TRUE(engine.VideoConnected());
+}
+
+}  // namespace

@@ -1,0 +1,101 @@
+#pragma once
+// A main window over a real engine for the window tests, with known settings, and a window
+// that records the messages it handles and opens test stand-ins for the secondary windows.
+
+#include <gtest/gtest.h>
+
+#include <QWidget>
+
+#include <memory>
+#include <vector>
+
+#include "app/FormatSetting.h"
+#include "app/TavroSettings.h"
+#include "engine/Tavro.h"
+#include "tests/ui/UiTestSupport.h"
+#include "ui/Looper.h"
+#include "ui/main/TavroWindow.h"
+
+// A secondary window that keeps what is posted to it.
+class TestChildWindow : public QWidget, public Looper {
+public:
+    TestChildWindow() : Looper(this) {}
+    void MessageReceived(Message* message) override { received.push_back(*message); }
+    std::vector<Message> received;
+};
+
+class TestTavroWindow : public TavroWindow {
+public:
+    using TavroWindow::TavroWindow;
+
+    void MessageReceived(Message* message) override {
+        handled.push_back(*message);
+        TavroWindow::MessageReceived(message);
+    }
+    std::vector<Message> handled;
+    int formatWindowsMade = 0;
+    TestChildWindow* lastFormatWindow = nullptr;
+
+protected:
+    QWidget* CreateFormatWindow(FormatSetting*) override {
+        formatWindowsMade++;
+        lastFormatWindow = new TestChildWindow;
+        lastFormatWindow->setAttribute(Qt::WA_DeleteOnClose);
+        return lastFormatWindow;
+    }
+};
+
+class WindowTest : public testing::Test {
+protected:
+    void SetUp() override {
+        testApplication();
+        SetFormats({"Alpha", "Beta", "Gamma"}, 1);
+        gSettings.showTimer = false;
+        gSettings.showTVControls = false;
+        gSettings.showVideo = false;
+        gSettings.showAudio = false;
+        gSettings.timer = false;
+        gSettings.SetFileName("/tmp/tavro-window-test.avi");
+        gSettings.tavroFrame = Rect{40, 50, 459, 600};
+    }
+
+    void TearDown() override {
+        delete fWindow;
+        drain();
+        SetFormats({}, 0);
+    }
+
+    // Replaces the settings' formats with new ones of these names (defaults otherwise).
+    static void SetFormats(std::initializer_list<const char*> names, int32 last) {
+        for (FormatSetting* format : gSettings.formats)
+            delete format;
+        gSettings.formats.clear();
+        for (const char* name : names)
+            gSettings.formats.push_back(new FormatSetting(name));
+        gSettings.lastFormat = last;
+    }
+
+    static TavroOptions WithoutDevices() {
+        TavroOptions options;
+        options.useRoster = false;
+        return options;
+    }
+
+    TestTavroWindow* MakeWindow(Tavro* engine = nullptr) {
+        fWindow = new TestTavroWindow(gSettings.tavroFrame, "Tavro",
+                                      engine != nullptr ? engine : fEngine.get());
+        fWindow->show();
+        drain();
+        return fWindow;
+    }
+
+    template <typename T>
+    T* Child(const char* name) {
+        T* child = fWindow->findChild<T*>(name);
+        EXPECT_NE(child, nullptr) << name;
+        return child;
+    }
+
+    std::unique_ptr<Tavro> fEngine = std::make_unique<Tavro>(WithoutDevices());
+    TestTavroWindow* fWindow = nullptr;
+};

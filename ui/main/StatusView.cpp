@@ -1,0 +1,126 @@
+#include "ui/main/StatusView.h"
+
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+#include "engine/Tavro.h"
+#include "ui/main/BufferView.h"
+#include "ui/widgets/FlickerFreeStringView.h"
+
+namespace {
+
+constexpr int kCounterFontSize = 10;
+constexpr int kBarGap = 3;
+
+FlickerFreeStringView* counterLine(QWidget* parent) {
+    auto* line = new FlickerFreeStringView("-", parent);
+    QFont font = line->font();
+    font.setPointSize(kCounterFontSize);
+    line->setFont(font);
+    line->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    return line;
+}
+
+// One column: a bold label with the counter beside it, the second line under the counter,
+// the fill bar under both.
+QGridLayout* column(QWidget* parent, const char* label, FlickerFreeStringView* counter,
+                    FlickerFreeStringView* secondLine, BufferView* bar) {
+    auto* grid = new QGridLayout;
+    grid->setContentsMargins(0, 0, 0, 0);
+    grid->setHorizontalSpacing(10);
+    grid->setVerticalSpacing(0);
+    auto* title = new QLabel(label, parent);
+    QFont bold = title->font();
+    bold.setBold(true);
+    title->setFont(bold);
+    grid->addWidget(title, 0, 0);
+    grid->addWidget(counter, 0, 1);
+    grid->addWidget(secondLine, 1, 1);
+    grid->setRowMinimumHeight(2, kBarGap);
+    grid->addWidget(bar, 3, 0, 1, 2);
+    grid->setColumnStretch(1, 1);
+    return grid;
+}
+
+}  // namespace
+
+StatusView::StatusView(Tavro* engine, QWidget* parent)
+    : QWidget(parent),
+      fEngine(engine),
+      fAudioCounter(counterLine(this)),
+      fVideoCounter(counterLine(this)),
+      fAudioSecondLine(counterLine(this)),
+      fVideoSecondLine(counterLine(this)),
+      fElapsed(new FlickerFreeStringView("00:00:00", this)),
+      fVideoBuffer(new BufferView(this)),
+      fAudioBuffer(new BufferView(this)) {
+    fVideoCounter->setObjectName("videoCounter");
+    fAudioCounter->setObjectName("audioCounter");
+    fElapsed->setObjectName("elapsed");
+    fVideoBuffer->setObjectName("videoBuffer");
+    fAudioBuffer->setObjectName("audioBuffer");
+
+    auto* columns = new QHBoxLayout;
+    columns->setSpacing(8);
+    columns->addLayout(column(this, "Video:", fVideoCounter, fVideoSecondLine, fVideoBuffer), 1);
+    columns->addLayout(column(this, "Audio:", fAudioCounter, fAudioSecondLine, fAudioBuffer), 1);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(4, 2, 4, 4);
+    layout->setSpacing(2);
+    layout->addWidget(fElapsed);
+    layout->addLayout(columns);
+
+    if (fEngine != nullptr)
+        fEngine->SetStatusView(this);
+    Stop();
+}
+
+StatusView::~StatusView() {
+    if (fEngine != nullptr)
+        fEngine->SetStatusView(nullptr);
+}
+
+void StatusView::Start(time_t now) {
+    fStartTime = now;
+    fRunning = true;
+}
+
+void StatusView::Stop() {
+    fRunning = false;
+}
+
+QString StatusView::ElapsedText(time_t elapsed) {
+    struct tm local = {};
+    localtime_r(&elapsed, &local);
+    return QString::asprintf("%02i:%02i:%02i", local.tm_hour - 1, local.tm_min, local.tm_sec);
+}
+
+void StatusView::Pulse(time_t now) {
+    if (!fRunning)
+        return;
+    fElapsed->setText(ElapsedText(now - fStartTime));
+    if (fEngine == nullptr)
+        return;
+    fVideoCounter->setText(QString::asprintf("%lld frames (%lld)",
+                                             (long long)fEngine->VideoFramesCounter(),
+                                             (long long)fEngine->DroppedVideoFrames()));
+    fAudioCounter->setText(QString::asprintf("%lld buffers (%lld)",
+                                             (long long)fEngine->AudioFramesCounter(),
+                                             (long long)fEngine->DroppedAudioFrames()));
+}
+
+void StatusView::WindowPulse() {
+    Pulse();
+    fVideoBuffer->Pulse();
+    fAudioBuffer->Pulse();
+}
+
+void StatusView::SetVideoBuffer(RingBuffer* ring) {
+    fVideoBuffer->SetBuffer(ring);
+}
+
+void StatusView::SetAudioBuffer(RingBuffer* ring) {
+    fAudioBuffer->SetBuffer(ring);
+}

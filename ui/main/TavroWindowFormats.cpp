@@ -1,0 +1,247 @@
+// The main window's format choice: the formats pop-up, adding and deleting formats, and the
+// four-line description of the current one.
+
+#include <QActionGroup>
+#include <QMenu>
+#include <QPushButton>
+#include <QTextEdit>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "app/FormatSetting.h"
+#include "app/MessageCodes.h"
+#include "app/TavroSettings.h"
+#include "engine/Tavro.h"
+#include "media/file/FileFormats.h"
+#include "ui/main/TavroWindow.h"
+#include "ui/main/WindowMessages.h"
+
+namespace {
+
+// The list index of `format`; -1 when it is not in the list (or null).
+int32 indexOf(const FormatSetting* format) {
+    auto found = std::find(gSettings.formats.begin(), gSettings.formats.end(), format);
+    return found == gSettings.formats.end() ? -1 : int32(found - gSettings.formats.begin());
+}
+
+FormatSetting* formatAt(int32 index) {
+    if (index < 0 || size_t(index) >= gSettings.formats.size())
+        return nullptr;
+    return gSettings.formats[size_t(index)];
+}
+
+bool isEmpty(const char* text) {
+    return text == nullptr || text[0] == '\0';
+}
+
+const char* colorSpaceWord(int32 space) {
+    switch (space) {
+        case B_GRAY8:
+            return "8-bit";
+        case B_RGB15:
+            return "15-bit";
+        case B_RGB16:
+            return "16-bit";
+        case B_RGB24:
+            return "24-bit";
+        case B_YCbCr422:
+        case B_YCbCr411:
+            return "YCbCr";
+        default:
+            return "32-bit";
+    }
+}
+
+// The pretty name of the writable file format `shortName`; empty when none has that name.
+std::string fileFormatText(const char* shortName) {
+    if (isEmpty(shortName))
+        return "<no file format>";
+    media_file_format format;
+    int32 cookie = 0;
+    while (get_next_file_format(&cookie, &format) == B_OK) {
+        if (format.short_name == shortName)
+            return format.pretty_name;
+    }
+    return "";
+}
+
+}  // namespace
+
+QAction* TavroWindow::NewFormatItem(const FormatSetting* format) {
+    auto* item = new QAction(QString::fromUtf8(format->Text()), fFormatsMenu);
+    item->setCheckable(true);
+    fFormatItems->addAction(item);
+    // The index is the item's place in the menu when it is chosen, not when it was made.
+    connect(item, &QAction::triggered, this,
+            [this, item] { PostIndex(kMsgFormat, int32(fFormatsMenu->actions().indexOf(item))); });
+    return item;
+}
+
+void TavroWindow::PostIndex(uint32 what, int32 index) {
+    Message message(what);
+    message.AddInt32("index", index);
+    PostMessage(message);
+}
+
+void TavroWindow::MarkFormatItem(int32 index) {
+    QList<QAction*> items = fFormatsMenu->actions();
+    QAction* marked = nullptr;
+    if (index >= 0 && index < items.size() && items[index]->actionGroup() == fFormatItems)
+        marked = items[index];
+    if (marked != nullptr) {
+        marked->setChecked(true);
+    } else if (QAction* checked = fFormatItems->checkedAction()) {
+        // An exclusive group keeps one item checked; step out of it to clear the mark.
+        fFormatItems->setExclusive(false);
+        checked->setChecked(false);
+        fFormatItems->setExclusive(true);
+    }
+    fFormatField->setText(marked != nullptr ? marked->text() : QString("<choose format>"));
+}
+
+void TavroWindow::UpdateFormatsListMenu() {
+    for (QAction* item : fFormatsMenu->actions()) {
+        fFormatsMenu->removeAction(item);
+        delete item;
+    }
+    for (const FormatSetting* format : gSettings.formats)
+        fFormatsMenu->addAction(NewFormatItem(format));
+    fFormatsMenu->addSeparator();
+    QAction* add = fFormatsMenu->addAction(QString::fromUtf8("New Format…"));
+    connect(add, &QAction::triggered, this, [this] { PostMessage(kMsgAddFormat); });
+    QAction* remove = fFormatsMenu->addAction("Delete Current Format");
+    connect(remove, &QAction::triggered, this, [this] { PostMessage(kMsgRemoveFormat); });
+
+    if (indexOf(fFormat) < 0) {
+        fFormat = formatAt(0);
+        UpdateFormatDescription();
+    }
+    MarkFormatItem(indexOf(fFormat));
+}
+
+void TavroWindow::SelectFormat() {
+    SelectFormat(indexOf(fFormat));
+}
+
+void TavroWindow::SelectFormat(int32 index) {
+    gSettings.lastFormat = index;
+    MarkFormatItem(index);
+}
+
+void TavroWindow::FormatChosen(const Message* message) {
+    int32 index;
+    // An index past the list names no format; taking it would leave lastFormat invalid.
+    if (message->FindInt32("index", &index) != B_OK || formatAt(index) == nullptr)
+        return;
+    SelectFormat(index);
+    FormatSetting* format = formatAt(index);
+    if (format == fFormat)
+        return;
+    fFormat = format;
+    UpdateFormatDescription();
+    if (auto* editor = dynamic_cast<MessageTarget*>(fFormatWindow.data())) {
+        Message selected(kMsgFormatSelected);
+        selected.AddInt32("index", index);
+        selected.AddBool("fromMainLooper", true);
+        editor->PostMessage(selected);
+    }
+    fEngine->SetFormat(fFormat);
+    // The timer pane takes the format for its selected entry here.
+}
+
+void TavroWindow::FormatChanged(const Message* message) {
+    void* format;
+    if (message->FindPointer("format", &format) == B_OK && format == fFormat && fFormat != nullptr)
+        UpdateFormatDescription();
+}
+
+void TavroWindow::AddFormat() {
+    auto* format = new FormatSetting("unnamed format");
+    gSettings.formats.push_back(format);
+    std::stable_sort(
+        gSettings.formats.begin(), gSettings.formats.end(),
+        [](FormatSetting* a, FormatSetting* b) { return FormatSetting::CompareFunc(&a, &b) < 0; });
+    int32 index = indexOf(format);
+
+    QList<QAction*> items = fFormatsMenu->actions();
+    fFormatsMenu->insertAction(items.value(index, nullptr), NewFormatItem(format));
+    MarkFormatItem(index);
+
+    // An editor that is not open is opened on the new format; an open one is pointed at it by
+    // the 'form' below.
+    if (fFormatWindow == nullptr)
+        PostIndex(kMsgFormatSettings, index);
+    PostIndex(kMsgFormat, index);
+}
+
+void TavroWindow::RemoveFormat() {
+    if (fFormat == nullptr)
+        return;
+    int32 index = indexOf(fFormat);
+    if (index >= 0) {
+        gSettings.formats.erase(gSettings.formats.begin() + index);
+        QAction* item = fFormatsMenu->actions().value(index, nullptr);
+        if (item != nullptr) {
+            fFormatsMenu->removeAction(item);
+            delete item;
+        }
+    }
+    delete fFormat;
+    // Forgotten at once: a new format may be allocated where this one was.
+    fFormat = nullptr;
+
+    if (index >= int32(gSettings.formats.size()))
+        index = int32(gSettings.formats.size()) - 1;
+    // The list is never left empty by a deletion.
+    if (index < 0)
+        AddFormat();
+    else
+        PostIndex(kMsgFormat, index);
+}
+
+void TavroWindow::UpdateFormatDescription() {
+    if (fFormat == nullptr) {
+        fDescription->setPlainText("\n\t<no format selected>");
+        return;
+    }
+    std::string fileFormat = fileFormatText(fFormat->fileFormat);
+
+    std::string video = "<no video encoder>";
+    std::string audio = "<no audio>";
+    media_codec_info encoder;
+    int32 cookie = 0;
+    while (get_next_encoder(&cookie, &encoder) == B_OK) {
+        if (fFormat->videoEncoder != nullptr && encoder.short_name == fFormat->videoEncoder) {
+            video = encoder.pretty_name;
+        } else if (fFormat->audioEncoder != nullptr &&
+                   encoder.short_name == fFormat->audioEncoder) {
+            char text[256];
+            std::snprintf(text, sizeof(text), "%s, %gkHz %s", encoder.pretty_name.c_str(),
+                          fFormat->audioFrameRate / 1000.0,
+                          fFormat->audioChannels > 1 ? "stereo" : "mono");
+            audio = text;
+        }
+    }
+
+    float rate = 25.0f;
+    media_format input;
+    if (fEngine->GetVideoFormat(&input) == B_OK && input.raw_video.field_rate > 0)
+        rate = input.raw_video.field_rate;
+    // A divisor below 1 is not one the editor makes; read it as "every frame".
+    rate /= float(std::max<int32>(fFormat->frameDivisor, 1));
+
+    char quality[32] = "";
+    long percent = long(fFormat->videoQuality * 100 + 0.5f);
+    if (percent >= 1)
+        std::snprintf(quality, sizeof(quality), "%ld%% quality, ", percent);
+
+    char text[1024];
+    std::snprintf(text, sizeof(text), "%s\n\t%s\n\t\t%s%ld x %ld, %s, %g f/s\n\t%s",
+                  fileFormat.c_str(), video.c_str(), quality, long(fFormat->videoWidth),
+                  long(fFormat->videoHeight), colorSpaceWord(fFormat->colorSpace), rate,
+                  audio.c_str());
+    fDescription->setPlainText(QString::fromUtf8(text));
+}

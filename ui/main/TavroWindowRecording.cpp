@@ -1,0 +1,149 @@
+// The main window's recording control: Record and Stop (by hand or from a timed event), the
+// output file name from a drop or the save panel, and the channel the TV pane reports.
+
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+
+#include <filesystem>
+
+#include "app/ErrorAlert.h"
+#include "app/FormatSetting.h"
+#include "app/MessageCodes.h"
+#include "app/TavroSettings.h"
+#include "engine/Tavro.h"
+#include "engine/TavroFile.h"
+#include "ui/main/StatusView.h"
+#include "ui/main/TavroWindow.h"
+#include "ui/main/WindowMessages.h"
+
+namespace {
+
+bool isEmpty(const char* text) {
+    return text == nullptr || text[0] == '\0';
+}
+
+}  // namespace
+
+void TavroWindow::ShowIncompleteSettingsAlert(QWidget* parent) {
+    auto* alert = new QMessageBox(QMessageBox::Warning, QString(),
+                                  "The encoder and file format settings are not complete.\n"
+                                  "Please complete these settings to be able to start recording.",
+                                  QMessageBox::NoButton, parent);
+    alert->setObjectName("incompleteSettingsAlert");
+    alert->addButton("Ok", QMessageBox::AcceptRole);
+    alert->setAttribute(Qt::WA_DeleteOnClose);
+    alert->open();
+}
+
+void TavroWindow::Record(Message* message) {
+    if (isEmpty(gSettings.fileName) || fFormat == nullptr || isEmpty(fFormat->fileFormat) ||
+        isEmpty(fFormat->videoEncoder)) {
+        ShowIncompleteSettingsAlert(this);
+        return;
+    }
+    // A timed event that begins during a recording takes over.
+    if (fFile != nullptr)
+        Stop();
+    fStopButton->setFocus();
+    fEngine->SetFormat(fFormat);
+    int32 channel;
+    if (message->FindInt32("channel", &channel) == B_OK)
+        fEngine->SetChannel(channel);
+
+    std::string path;
+    if (message->FindString("fileName", &path) != B_OK)
+        path = fFileName->text().toStdString();
+
+    // Kept until the next Stop or Record also when it failed: the file object has shown why.
+    fFile = std::make_unique<TavroFile>(path.c_str(), fFormat, fEngine);
+    if (fFile->status < 0)
+        return;
+    status_t status = fFile->file->CommitHeader();
+    if (status != B_OK) {
+        ErrorAlert("failed to write the file's header!", status);
+        fFile.reset();
+        return;
+    }
+    if (fEngine->SetVideoTrack(fFile->videoTrack) != B_OK) {
+        ErrorAlert("failed to set video track!", B_ERROR);
+        fFile.reset();
+        return;
+    }
+    if (fEngine->SetAudioTrack(fFile->audioTrack) != B_OK) {
+        ErrorAlert("failed to set audio track!", B_ERROR);
+        // The engine has taken the video track already: let it go before the file does.
+        fEngine->Stop();
+        fFile.reset();
+        return;
+    }
+    // Silently: the window shows no recording, and the file stays until the next Stop.
+    if (fEngine->Start() != B_OK)
+        return;
+    fStatusView->Start();
+    fStopButton->setEnabled(true);
+    // Qt gives no focus to a disabled button: the focus given above takes effect now.
+    fStopButton->setFocus();
+}
+
+void TavroWindow::Stop() {
+    if (fFile == nullptr)
+        return;
+    fEngine->Stop();
+    fStatusView->Stop();
+    fFile.reset();
+    fStopButton->setEnabled(false);
+}
+
+void TavroWindow::TimerEvent(const Message* message) {
+    int32 status;
+    if (message->FindInt32("status", &status) != B_OK)
+        return;
+    Message request(status == 0 ? kMsgRecord : kMsgStop);
+    // The timer pane's entries carry "eventItem"; their channel and file go along as
+    // "channel" and "fileName" once the timer list is part of the window.
+    PostMessage(request);
+}
+
+void TavroWindow::ShowTimerEvent(const char* path, FormatSetting* format) {
+    // The settings' file name changes only through the field's own message.
+    fFileName->setText(QString::fromUtf8(path != nullptr ? path : ""));
+    fFormat = format;
+    fEngine->SetFormat(fFormat);
+    SelectFormat();
+    UpdateFormatDescription();
+}
+
+void TavroWindow::SetChannel(int32 channel, const char* name) {
+    fChannel = channel;
+    fChannelName = name != nullptr ? name : "";
+}
+
+void TavroWindow::RefsReceived(Message* message) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    fs::path path;
+    std::string refs;
+    if (message->FindString("refs", &refs) == B_OK) {
+        // A dropped entry exists; one that has gone since names nothing.
+        if (refs.empty() || !fs::exists(refs, error))
+            return;
+        path = refs;
+    } else {
+        std::string directory;
+        const char* name = nullptr;
+        if (message->FindString("directory", &directory) != B_OK ||
+            message->FindString("name", &name) != B_OK)
+            return;
+        if (directory.empty() || !fs::is_directory(directory, error))
+            return;
+        path = fs::path(directory) / (name != nullptr ? name : "");
+    }
+    SetFileName(path.string());
+}
+
+void TavroWindow::SetFileName(const std::string& path) {
+    gSettings.SetFileName(path.c_str());
+    fFileName->setText(QString::fromUtf8(gSettings.fileName));
+    // The timer pane's selected entry takes the stored name here.
+}
