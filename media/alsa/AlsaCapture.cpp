@@ -1,4 +1,5 @@
 #include "media/alsa/AlsaCapture.h"
+#include "media/alsa/AlsaErrors.h"
 
 #include <cstdio>
 #include <cstring>
@@ -21,6 +22,7 @@ struct InputCloser {
 }  // namespace
 
 AlsaCapture::AlsaCapture(const AlsaSource& source) : fName(source.name) {
+    routeAlsaErrorsToDebugLog();
     snd_pcm_t* pcm = nullptr;
     int error;
     if (source.config.empty()) {

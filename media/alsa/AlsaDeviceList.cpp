@@ -1,4 +1,5 @@
 #include "media/alsa/AlsaDeviceList.h"
+#include "media/alsa/AlsaErrors.h"
 
 #include <alsa/asoundlib.h>
 
@@ -33,6 +34,7 @@ bool opensForCapture(const std::string& name) {
 }  // namespace
 
 std::vector<AlsaDeviceInfo> listAlsaCaptureDevices() {
+    routeAlsaErrorsToDebugLog();
     std::vector<AlsaDeviceInfo> devices;
     if (opensForCapture("default"))
         devices.push_back({"default", "Default audio input"});

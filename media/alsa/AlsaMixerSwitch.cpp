@@ -1,4 +1,5 @@
 #include "media/alsa/AlsaMixerSwitch.h"
+#include "media/alsa/AlsaErrors.h"
 
 #include <cstdio>
 
@@ -10,6 +11,7 @@ AlsaMixerSwitch::AlsaMixerSwitch(std::string card, std::string element)
         fMixer.reset();
         fStatus = error;
     };
+    routeAlsaErrorsToDebugLog();
     snd_mixer_t* mixer = nullptr;
     int error = snd_mixer_open(&mixer, 0);
     if (error < 0) {

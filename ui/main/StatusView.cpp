@@ -92,8 +92,13 @@ void StatusView::Stop() {
 }
 
 QString StatusView::ElapsedText(time_t elapsed) {
+    // The count goes through a calendar conversion in a zone one hour ahead of UTC, and the
+    // hour is taken back by one. The zone is fixed here rather than the user's, so the clock
+    // reads 00:00:00 at the start of a recording wherever the user lives.
+    constexpr time_t kZoneOffset = 3600;
+    time_t shifted = elapsed + kZoneOffset;
     struct tm local = {};
-    localtime_r(&elapsed, &local);
+    gmtime_r(&shifted, &local);
     return QString::asprintf("%02i:%02i:%02i", local.tm_hour - 1, local.tm_min, local.tm_sec);
 }
 

@@ -17,16 +17,16 @@
 
 namespace {
 
-// The zone the elapsed time is meant for: one hour ahead of UTC (POSIX counts westwards).
-class OneHourAheadOfUtc {
+// Sets the process's local zone for a while (POSIX zone strings count westwards).
+class LocalZone {
 public:
-    OneHourAheadOfUtc() {
+    explicit LocalZone(const char* name) {
         if (const char* zone = std::getenv("TZ"))
             fSaved = zone, fHadZone = true;
-        setenv("TZ", "UTC-1", 1);
+        setenv("TZ", name, 1);
         tzset();
     }
-    ~OneHourAheadOfUtc() {
+    ~LocalZone() {
         if (fHadZone)
             setenv("TZ", fSaved.c_str(), 1);
         else
@@ -45,9 +45,14 @@ QString textOf(QWidget* parent, const char* name) {
 
 TEST(StatusViewTest, ShowsElapsedTimeAndCountersOnlyWhileRunning) {
     testApplication();
-    OneHourAheadOfUtc zone;
-    EXPECT_EQ(StatusView::ElapsedText(0), "00:00:00");
-    EXPECT_EQ(StatusView::ElapsedText(3725), "01:02:05");
+    // One hour ahead of UTC, the zone the count is converted in, and two others: the user's
+    // zone does not change the clock.
+    for (const char* name : {"UTC-1", "UTC0", "EST5EDT"}) {
+        LocalZone zone(name);
+        EXPECT_EQ(StatusView::ElapsedText(0), "00:00:00") << name;
+        EXPECT_EQ(StatusView::ElapsedText(3725), "01:02:05") << name;
+    }
+    LocalZone zone("UTC-1");
 
     Tavro engine(noDevices());
     StatusView status(&engine);

@@ -1,0 +1,31 @@
+#include "media/alsa/AlsaErrors.h"
+
+#include <alsa/asoundlib.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+
+#include "support/DebugLog.h"
+
+namespace {
+
+void toDebugLog(const char* file, int line, const char* function, int error, const char* format,
+                ...) {
+    if (!debugLogEnabled())
+        return;
+    char text[512];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof(text), format, arguments);
+    va_end(arguments);
+    debugLog("alsa-lib %s:%d (%s): %s%s%s\n", file, line, function, text, error ? ": " : "",
+             error ? snd_strerror(error) : "");
+}
+
+}  // namespace
+
+void routeAlsaErrorsToDebugLog() {
+    static std::once_flag once;
+    std::call_once(once, [] { snd_lib_error_set_handler(toDebugLog); });
+}
