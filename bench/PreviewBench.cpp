@@ -26,27 +26,15 @@
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
 #include "support/Clock.h"
+#include "tests/TempConfigDir.h"
 #include "ui/preview/PreviewWindowHost.h"
 #include "ui/preview/VideoView.h"
 #include "ui/preview/VideoWindow.h"
 
-namespace {
-
 // The settings file of this run lives in a temporary directory, never the user's.
-char gConfigDir[] = "/tmp/tavro-bench-config-XXXXXX";
-void removeConfigDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(gConfigDir, ignored);
-}
-struct ConfigRedirect {
-    ConfigRedirect() {
-        if (mkdtemp(gConfigDir) == nullptr)
-            std::abort();
-        setenv("XDG_CONFIG_HOME", gConfigDir, 1);
-        std::atexit(removeConfigDir);
-    }
-};
-__attribute__((init_priority(101))) ConfigRedirect gConfigRedirect;
+static __attribute__((init_priority(101))) TempConfigDir gConfigDir("tavro-bench");
+
+namespace {
 
 constexpr int kWidth = 720;
 constexpr int kHeight = 576;

@@ -1,9 +1,6 @@
 #include "engine/AudioConsumer.h"
 
-#include <algorithm>
-
 #include "engine/PreviewSinks.h"
-#include "support/Clock.h"
 
 namespace {
 
@@ -59,41 +56,6 @@ media_format AudioConsumer::ConnectedFormat() {
 
 // --- Recording ---
 
-void AudioConsumer::SetRecording(bool recording) {
-    if (recording) {
-        fRecordedFrames.store(0);
-        fRelativeTime.store(0);
-        fRecording.store(true);
-    } else {
-        fRecording.store(false);
-        fStopRequested.store(true);
-    }
-}
-
-void AudioConsumer::SetRing(RingBuffer* ring) {
-    std::lock_guard lock(fRingLock);
-    fRing = ring;
-}
-
-void AudioConsumer::RecordBuffer(MediaBuffer* buffer) {
-    std::lock_guard ringLock(fRingLock);
-    RingBuffer* ring = fRing;
-    if (ring == nullptr || !fRecording.load()) {
-        // Nothing waits for the end of an audio recording; the request is only cleared.
-        fStopRequested.store(false);
-        return;
-    }
-    const bigtime_t start = buffer->Header()->start_time;
-    if (fRecordedFrames.load() == 0)
-        fBaseTime.store(start);
-    const bigtime_t relative = start - fBaseTime.load();
-    fRelativeTime.store(relative);
-    while (fWaitForRing.load() && fRecording.load() && ring->BuffersInUse() >= ring->Count())
-        snooze(1000);
-    if (buffer->SizeAvailable() >= ring->Size() && ring->Write(buffer->Data(), relative) == B_OK)
-        fRecordedFrames.fetch_add(1);
-}
-
 int64 AudioConsumer::FramesCounter() {
     // Buffers per second taken as the rate over the buffer size in bytes, in single
     // precision, as the status panel has always computed it.
@@ -101,11 +63,7 @@ int64 AudioConsumer::FramesCounter() {
     if (bufferSize == 0)
         return 0;
     const float buffersPerSecond = fFrameRate.load() / float(bufferSize);
-    return int64(float(fRelativeTime.load()) * buffersPerSecond / 1000000.0f);
-}
-
-int64 AudioConsumer::DroppedFrames() {
-    return std::max<int64>(0, FramesCounter() - fRecordedFrames.load());
+    return int64(float(fRecord.RelativeTime()) * buffersPerSecond / 1000000.0f);
 }
 
 // --- Events ---
@@ -128,7 +86,8 @@ void AudioConsumer::BufferReceived(MediaBuffer* buffer) {
         buffer->Recycle();
         return;
     }
-    RecordBuffer(buffer);
+    // Nothing waits for the end of an audio recording: the stop request is only cleared.
+    fRecord.Record(buffer, [](bigtime_t elapsed, bool) { return elapsed; });
     {
         std::lock_guard lock(fViewLock);
         if (fView != nullptr) {

@@ -6,12 +6,12 @@
 //
 // Threads: connection hooks on the control thread, BufferReceived on the event thread. The
 // input is guarded by fInputLock; fViewLock guards the level meter and is held while a block
-// is handed to it (which copies and returns at once); the recording state is atomic.
+// is handed to it (which copies and returns at once); fRecord guards its own state.
 
 #include <atomic>
 #include <mutex>
 
-#include "engine/RingBuffer.h"
+#include "engine/RecordPath.h"
 #include "media/node/MediaConnection.h"
 
 class AudioBlockSink;
@@ -29,19 +29,15 @@ public:
     // The level meter (nullptr: none). Returns once the old one is no longer called.
     void SetView(AudioBlockSink* view);
 
-    void SetRecording(bool recording);
-    // The ring to record into; not owned. Returns once no Write into the old ring is under
-    // way, so the caller may delete it then.
-    void SetRing(RingBuffer* ring);
-    // With a source that is not real time (the unpaced test signal), a full ring holds the
-    // node back until the writer has taken a slot, instead of losing the frame; the source
-    // then waits for its buffers. Real inputs must never wait: off by default.
-    void SetWaitForRing(bool wait) { fWaitForRing.store(wait); }
+    // The record path (see RecordPath).
+    void SetRecording(bool recording) { fRecord.SetRecording(recording); }
+    void SetRing(RingBuffer* ring) { fRecord.SetRing(ring); }
+    void SetWaitForRing(bool wait) { fRecord.SetWaitForRing(wait); }
     // Buffers that should have arrived since the recording began (by the connected rate and
     // buffer size), and those not recorded.
     int64 FramesCounter();
-    int64 DroppedFrames();
-    int64 RecordedFrames() const { return fRecordedFrames.load(); }
+    int64 DroppedFrames() { return fRecord.Dropped(FramesCounter()); }
+    int64 RecordedFrames() const { return fRecord.RecordedFrames(); }
     media_format ConnectedFormat();
 
     // --- MediaConsumer ---
@@ -61,8 +57,6 @@ protected:
     void ProducerDataStatus(MediaProducer* producer, status_t status, bigtime_t when) override;
 
 private:
-    void RecordBuffer(MediaBuffer* buffer);
-
     const int32 fInternalID;
 
     std::mutex fInputLock;  // guards fInput
@@ -71,16 +65,7 @@ private:
     std::mutex fViewLock;  // guards fView
     AudioBlockSink* fView = nullptr;
 
-    // Recording state: switched by the control thread, used by the event thread.
-    std::atomic<bool> fRecording{false};
-    std::atomic<bool> fStopRequested{false};
-    std::atomic<int64> fRecordedFrames{0};
-    std::atomic<bigtime_t> fBaseTime{0};
-    std::atomic<bigtime_t> fRelativeTime{0};
-    // fRingLock guards fRing and is held while a buffer is written into it.
-    std::mutex fRingLock;
-    std::atomic<bool> fWaitForRing{false};
-    RingBuffer* fRing = nullptr;
+    RecordPath fRecord;
     // The connected rate and buffer size, for the counter.
     std::atomic<float> fFrameRate{0};
     std::atomic<size_t> fBufferSize{0};

@@ -21,7 +21,7 @@ constexpr size_t kDefaultAudioBufferFrames = 1024;
 Tavro::Tavro(TavroOptions options, std::unique_ptr<DeviceBackend> backend)
     : fOptions(std::move(options)),
       fBackend(std::move(backend)),
-      fConnectedVideoFormat(RequestedVideoFormat()),
+      fConnectedVideoFormat(RequestedVideoFormat(fColorSpace, fVideoFrameRate, 1)),
       fConnectedAudioFormat(RequestedAudioFormat()) {
     if (fOptions.useRoster)
         SetupNodes();
@@ -58,21 +58,22 @@ void Tavro::ShowRequest(const char* title, const char* text, const char* button)
         std::fprintf(stderr, "%s: %s\n", title, text);
 }
 
-media_format Tavro::RequestedVideoFormat() const {
+media_format Tavro::RequestedVideoFormat(color_space space, float fieldRate,
+                                         uint32 interlace) const {
     media_format format;
     format.type = B_MEDIA_RAW_VIDEO;
     media_raw_video_format& video = format.raw_video;
-    video.field_rate = fVideoFrameRate;
-    video.interlace = 1;
+    video.field_rate = fieldRate;
+    video.interlace = interlace;
     video.first_active = 0;
     video.last_active = uint32(fVideoHeight - 1);
     video.orientation = B_VIDEO_TOP_LEFT_RIGHT;
     video.pixel_width_aspect = 1;
     video.pixel_height_aspect = 1;
-    video.display.format = fColorSpace;
+    video.display.format = space;
     video.display.line_width = uint32(fVideoWidth);
     video.display.line_count = uint32(fVideoHeight);
-    video.display.bytes_per_row = bytesPerRow(fColorSpace, uint32(fVideoWidth));
+    video.display.bytes_per_row = bytesPerRow(space, uint32(fVideoWidth));
     return format;
 }
 

@@ -216,8 +216,9 @@ public:
     void SetConnectedAudioFormat(const media_format& format);
 
 private:
-    // The format asked of the video input: the requested size and colour space, any rate.
-    media_format RequestedVideoFormat() const;
+    // The format asked of the video input: the requested size in `space`, with the rate and
+    // interlace given (0: any).
+    media_format RequestedVideoFormat(color_space space, float fieldRate, uint32 interlace) const;
     media_format RequestedAudioFormat() const;
 
     // Writer threads (see TavroRecording.cpp).
@@ -232,6 +233,11 @@ private:
     void ResizeVideoWindow();
     // The video input's web, kept for the parameters handed out; nullptr after the alert.
     ParameterWeb* VideoInputWeb();
+    // Reads the channel through a fresh web of the video input, kept in `web` with
+    // `*parameter` in it: B_ERROR without a web (after the alert), B_ENTRY_NOT_FOUND without a
+    // channel parameter, else the parameter's own status.
+    status_t ReadChannel(std::unique_ptr<ParameterWeb>& web, MediaParameter** parameter,
+                         int32* channel);
     // Sets a discrete parameter to `value` clamped to its items; `onlyIfDifferent` reads first.
     status_t SetDiscreteClamped(MediaParameter* parameter, int32 value, bool onlyIfDifferent);
     void ShowRequest(const char* title, const char* text, const char* button);

@@ -25,6 +25,16 @@ MediaParameter* discreteParameter(ParameterWeb* web, int32 id) {
                                                                                 : nullptr;
 }
 
+// The item a discrete parameter is set to; -1 without the parameter or a readable value.
+int32 currentItem(MediaParameter* parameter) {
+    int32 value = 0;
+    size_t size = sizeof(value);
+    if (parameter == nullptr || parameter->GetValue(&value, &size, nullptr) != B_OK ||
+        size > sizeof(value))
+        return -1;
+    return value;
+}
+
 }  // namespace
 
 MediaParameter* GetNodeParameter(ParameterWeb* web, int32 id) {
@@ -100,42 +110,38 @@ status_t Tavro::SetDiscreteClamped(MediaParameter* parameter, int32 value, bool 
 
 // --- Channel, source, standard ---
 
-status_t Tavro::SetChannel(int32 channel) {
-    std::unique_ptr<ParameterWeb> web = GetParameterWeb(fVideoInputNode.get());
+status_t Tavro::ReadChannel(std::unique_ptr<ParameterWeb>& web, MediaParameter** parameter,
+                            int32* channel) {
+    web = GetParameterWeb(fVideoInputNode.get());
     if (web == nullptr)
         return B_ERROR;
-    MediaParameter* parameter = discreteParameter(web.get(), kChannelParameterID);
-    if (parameter == nullptr)
+    *parameter = discreteParameter(web.get(), kChannelParameterID);
+    if (*parameter == nullptr)
         return B_ENTRY_NOT_FOUND;
+    size_t size = sizeof(*channel);
+    return (*parameter)->GetValue(channel, &size, nullptr);
+}
+
+status_t Tavro::SetChannel(int32 channel) {
+    std::unique_ptr<ParameterWeb> web;
+    MediaParameter* parameter = nullptr;
     int32 current = 0;
-    size_t size = sizeof(current);
-    const status_t status = parameter->GetValue(&current, &size, nullptr);
+    const status_t status = ReadChannel(web, &parameter, &current);
     if (status == B_OK && current != channel)
         parameter->SetValue(&channel, sizeof(channel), system_time());
     return status;
 }
 
 int32 Tavro::Channel() {
-    std::unique_ptr<ParameterWeb> web = GetParameterWeb(fVideoInputNode.get());
-    if (web == nullptr)
-        return B_ERROR;
-    MediaParameter* parameter = discreteParameter(web.get(), kChannelParameterID);
-    if (parameter == nullptr)
-        return B_ENTRY_NOT_FOUND;
+    std::unique_ptr<ParameterWeb> web;
+    MediaParameter* parameter = nullptr;
     int32 current = 0;
-    size_t size = sizeof(current);
-    const status_t status = parameter->GetValue(&current, &size, nullptr);
+    const status_t status = ReadChannel(web, &parameter, &current);
     return status == B_OK ? current : status;
 }
 
 int32 Tavro::GetCurrentVideoSource() {
-    MediaParameter* parameter = GetVideoSourceControl();
-    int32 value = 0;
-    size_t size = sizeof(value);
-    if (parameter == nullptr || parameter->GetValue(&value, &size, nullptr) != B_OK ||
-        size > sizeof(value))
-        return -1;
-    return value;
+    return currentItem(GetVideoSourceControl());
 }
 
 void Tavro::SetCurrentVideoSource(int32 source) {
@@ -143,13 +149,7 @@ void Tavro::SetCurrentVideoSource(int32 source) {
 }
 
 int32 Tavro::GetCurrentVideoFormat() {
-    MediaParameter* parameter = GetVideoFormatControl();
-    int32 value = 0;
-    size_t size = sizeof(value);
-    if (parameter == nullptr || parameter->GetValue(&value, &size, nullptr) != B_OK ||
-        size > sizeof(value))
-        return -1;
-    return value;
+    return currentItem(GetVideoFormatControl());
 }
 
 void Tavro::SetCurrentVideoFormat(int32 format) {

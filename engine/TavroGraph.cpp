@@ -36,6 +36,26 @@ void pace(MediaProducer* producer, bool paced) {
         tone->SetPaced(paced);
 }
 
+// Finds the free output of `producer` and the free input of `consumer` for a connection of
+// `type`, with the alert of the end that is missing (`noStream` for the output).
+status_t findFreeEnds(MediaProducer* producer, MediaConsumer* consumer, media_type type,
+                      media_output* output, media_input* input, const char* noStream) {
+    int32 count = 0;
+    status_t status = producer == nullptr ? B_MEDIA_BAD_NODE
+                                          : GetFreeOutputsFor(producer, output, 1, &count, type);
+    if (status != B_OK || count < 1)
+        return ErrorAlert(noStream, B_RESOURCE_UNAVAILABLE, false);
+    count = 0;
+    status =
+        consumer == nullptr ? B_MEDIA_BAD_NODE : GetFreeInputsFor(consumer, input, 1, &count, type);
+    if (status != B_OK || count < 1) {
+        // For sound as well, as it has always read.
+        return ErrorAlert("Can't find an available connection to the video window",
+                          B_RESOURCE_UNAVAILABLE, false);
+    }
+    return B_OK;
+}
+
 }  // namespace
 
 status_t Tavro::SetupNodes() {
@@ -125,23 +145,12 @@ status_t Tavro::SetupNodes() {
 }
 
 status_t Tavro::ConnectVideo() {
-    int32 count = 0;
-    status_t status =
-        fVideoInputNode == nullptr
-            ? B_MEDIA_BAD_NODE
-            : GetFreeOutputsFor(fVideoInputNode.get(), &fVideoOutput, 1, &count, B_MEDIA_RAW_VIDEO);
-    if (status != B_OK || count < 1)
-        return ErrorAlert("Can't find an available video stream", B_RESOURCE_UNAVAILABLE, false);
-    count = 0;
-    status = fVideoConsumer == nullptr ? B_MEDIA_BAD_NODE
-                                       : GetFreeInputsFor(fVideoConsumer.get(), &fVideoInput, 1,
-                                                          &count, B_MEDIA_RAW_VIDEO);
-    if (status != B_OK || count < 1) {
-        return ErrorAlert("Can't find an available connection to the video window",
-                          B_RESOURCE_UNAVAILABLE, false);
-    }
-
-    status_t result = B_MEDIA_BAD_FORMAT;
+    status_t result =
+        findFreeEnds(fVideoInputNode.get(), fVideoConsumer.get(), B_MEDIA_RAW_VIDEO, &fVideoOutput,
+                     &fVideoInput, "Can't find an available video stream");
+    if (result != B_OK)
+        return result;
+    result = B_MEDIA_BAD_FORMAT;
 
     // Some cards connect in one standard only after a change of it: connect in another one,
     // then go back.
@@ -175,19 +184,8 @@ status_t Tavro::ConnectVideo() {
         const color_space candidate = order[i];
         if (std::find(order, order + i, candidate) != order + i)
             continue;
-        format = media_format{};
-        format.type = B_MEDIA_RAW_VIDEO;
-        media_raw_video_format& video = format.raw_video;
-        video.field_rate = 0;
-        video.interlace = 0;
-        video.first_active = 0;
-        video.last_active = uint32(fVideoHeight - 1);
-        video.orientation = B_VIDEO_TOP_LEFT_RIGHT;
-        video.pixel_width_aspect = 1;
-        video.pixel_height_aspect = 1;
-        video.display.format = candidate;
-        video.display.line_width = uint32(fVideoWidth);
-        video.display.line_count = uint32(fVideoHeight);
+        // Any rate and interlace: the input says which.
+        format = RequestedVideoFormat(candidate, 0, 0);
         result = fVideoConsumer->SetBuffers(format, VideoConsumer::kBufferCount);
         if (result == B_OK) {
             result = Connect(fVideoOutput.source, fVideoInput.destination, &format, &fVideoOutput,
@@ -216,22 +214,11 @@ status_t Tavro::ConnectVideo() {
 }
 
 status_t Tavro::ConnectAudio() {
-    int32 count = 0;
     status_t status =
-        fAudioInputNode == nullptr
-            ? B_MEDIA_BAD_NODE
-            : GetFreeOutputsFor(fAudioInputNode.get(), &fAudioOutput, 1, &count, B_MEDIA_RAW_AUDIO);
-    if (status != B_OK || count < 1)
-        return ErrorAlert("Can't find an available audio stream", B_RESOURCE_UNAVAILABLE, false);
-    count = 0;
-    status = fAudioConsumer == nullptr ? B_MEDIA_BAD_NODE
-                                       : GetFreeInputsFor(fAudioConsumer.get(), &fAudioInput, 1,
-                                                          &count, B_MEDIA_RAW_AUDIO);
-    if (status != B_OK || count < 1) {
-        // The same text as for video, as it has always read.
-        return ErrorAlert("Can't find an available connection to the video window",
-                          B_RESOURCE_UNAVAILABLE, false);
-    }
+        findFreeEnds(fAudioInputNode.get(), fAudioConsumer.get(), B_MEDIA_RAW_AUDIO, &fAudioOutput,
+                     &fAudioInput, "Can't find an available audio stream");
+    if (status != B_OK)
+        return status;
 
     // The rate and channel count the engine asks for; the input fills in the rest (or moves
     // the rate to the nearest it has).

@@ -22,6 +22,36 @@ namespace {
 // returns this soon after the inputs fell silent.
 constexpr bigtime_t kWriterPoll = 100000;
 
+// The loop of a writer thread: hands each filled slot of `ring` and its time to `write`, under
+// the media write lock, until `recording` goes down. A slot is waited for at most kWriterPoll
+// at a time, so the flag is seen whether or not the nodes still deliver.
+template <typename Write>
+void writeSlots(const std::atomic<bool>& recording, Semaphore& writeLock, RingBuffer* ring,
+                Write write) {
+    while (recording.load()) {
+        void* data = nullptr;
+        bigtime_t time = 0;
+        if (ring->AcquireBuffer(&data, &time, kWriterPoll) != B_OK)
+            continue;
+        if (writeLock.Acquire() == B_OK) {
+            write(data, time);
+            writeLock.Release();
+        }
+        ring->ReleaseBuffer();
+    }
+}
+
+// A node's counters; 0 without the node. Frames whose write failed count as dropped.
+template <typename Node>
+int64 framesCounter(Node* node) {
+    return node != nullptr ? node->FramesCounter() : 0;
+}
+
+template <typename Node>
+int64 droppedFrames(Node* node, const std::atomic<int64>& failedWrites) {
+    return node != nullptr ? node->DroppedFrames() + failedWrites.load() : 0;
+}
+
 }  // namespace
 
 status_t Tavro::SetVideoTrack(MediaTrack* track) {
@@ -122,12 +152,8 @@ status_t Tavro::Stop() {
     fVideoTrack = nullptr;
     fAudioTrack = nullptr;
 
-    if (fReconnectPending) {
-        fReconnectPending = false;
-        ReconnectOrPend();
-    }
-    if (fVideoConsumer != nullptr)
-        fVideoConsumer->SetSkipFrames(fVideoPlayRate);
+    // The changes held back during the recording.
+    FlushChanges();
     return B_OK;
 }
 
@@ -137,28 +163,20 @@ int32 Tavro::VideoWriter(Tavro* self) {
     if (track == nullptr || ring == nullptr)
         return -1;
     media_encode_info info;
-    while (self->fRecording.load()) {
-        void* data = nullptr;
-        bigtime_t time = 0;
-        if (ring->AcquireBuffer(&data, &time, kWriterPoll) != B_OK)
-            continue;
-        if (self->fMediaWriteLock.Acquire() == B_OK) {
-            info.start_time = time;
-            const status_t status = track->WriteFrames(data, 1, &info);
-            if (status != B_OK) {
-                self->fFailedVideoWrites.fetch_add(1);
-                if (status == B_DEVICE_FULL || status == -E2BIG || status == B_FILE_TOO_LARGE) {
-                    // The file cannot grow: stop the recording, and tell why. The writer
-                    // goes on (and fails again) until the stop arrives.
-                    if (MessageTarget* target = self->fStopTarget.load())
-                        target->PostMessage(kMsgStop);
-                    ErrorAlert("Video file may be corrupt.", status, false);
-                }
-            }
-            self->fMediaWriteLock.Release();
+    writeSlots(self->fRecording, self->fMediaWriteLock, ring, [&](void* data, bigtime_t time) {
+        info.start_time = time;
+        const status_t status = track->WriteFrames(data, 1, &info);
+        if (status == B_OK)
+            return;
+        self->fFailedVideoWrites.fetch_add(1);
+        if (status == B_DEVICE_FULL || status == -E2BIG || status == B_FILE_TOO_LARGE) {
+            // The file cannot grow: stop the recording, and tell why. The writer goes on (and
+            // fails again) until the stop arrives.
+            if (MessageTarget* target = self->fStopTarget.load())
+                target->PostMessage(kMsgStop);
+            ErrorAlert("Video file may be corrupt.", status, false);
         }
-        ring->ReleaseBuffer();
-    }
+    });
     self->fFailedVideoWrites.store(0);
     return 0;
 }
@@ -193,62 +211,50 @@ int32 Tavro::AudioWriter(Tavro* self) {
         framesOut = std::min<int64>(framesOut, slotSamples / trackChannels);
 
     media_encode_info info;
-    while (self->fRecording.load()) {
-        void* data = nullptr;
-        bigtime_t time = 0;
-        if (ring->AcquireBuffer(&data, &time, kWriterPoll) != B_OK)
-            continue;
-        if (self->fMediaWriteLock.Acquire() == B_OK) {
-            // In place, as 16-bit units whatever the sample format. Only the first
-            // frames / decimation frames are written, so only they are made; every read
-            // lies before the slot's end.
-            int16* samples = static_cast<int16*>(data);
-            if (mono) {
-                const int64 keep = std::min<int64>(frames, slotSamples / int64(channels));
-                for (int64 i = 0; i < keep; i++)
-                    samples[i] = samples[i * channels];
-                if (decimation > 1) {
-                    for (int64 i = 0; i < framesOut; i++)
-                        samples[i] = samples[i * decimation];
-                }
-            } else if (decimation > 1) {
-                for (int64 i = 0; i < framesOut; i++) {
-                    for (uint32 c = 0; c < channels; c++) {
-                        const int64 from = (i * decimation) * channels + c;
-                        if (from < slotSamples)
-                            samples[i * channels + c] = samples[from];
-                    }
+    writeSlots(self->fRecording, self->fMediaWriteLock, ring, [&](void* data, bigtime_t time) {
+        // In place, as 16-bit units whatever the sample format. Only the first
+        // frames / decimation frames are written, so only they are made; every read lies
+        // before the slot's end.
+        int16* samples = static_cast<int16*>(data);
+        if (mono) {
+            const int64 keep = std::min<int64>(frames, slotSamples / int64(channels));
+            for (int64 i = 0; i < keep; i++)
+                samples[i] = samples[i * channels];
+            if (decimation > 1) {
+                for (int64 i = 0; i < framesOut; i++)
+                    samples[i] = samples[i * decimation];
+            }
+        } else if (decimation > 1) {
+            for (int64 i = 0; i < framesOut; i++) {
+                for (uint32 c = 0; c < channels; c++) {
+                    const int64 from = (i * decimation) * channels + c;
+                    if (from < slotSamples)
+                        samples[i * channels + c] = samples[from];
                 }
             }
-            info.start_time = time;
-            if (track->WriteFrames(data, framesOut, &info) != B_OK)
-                self->fFailedAudioWrites.fetch_add(1);
-            self->fMediaWriteLock.Release();
         }
-        ring->ReleaseBuffer();
-    }
+        info.start_time = time;
+        if (track->WriteFrames(data, framesOut, &info) != B_OK)
+            self->fFailedAudioWrites.fetch_add(1);
+    });
     self->fFailedAudioWrites.store(0);
     return 0;
 }
 
 int64 Tavro::VideoFramesCounter() {
-    return fVideoConsumer != nullptr ? fVideoConsumer->FramesCounter() : 0;
+    return framesCounter(fVideoConsumer.get());
 }
 
 int64 Tavro::DroppedVideoFrames() {
-    if (fVideoConsumer == nullptr)
-        return 0;
-    return fVideoConsumer->DroppedFrames() + fFailedVideoWrites.load();
+    return droppedFrames(fVideoConsumer.get(), fFailedVideoWrites);
 }
 
 int64 Tavro::AudioFramesCounter() {
-    return fAudioConsumer != nullptr ? fAudioConsumer->FramesCounter() : 0;
+    return framesCounter(fAudioConsumer.get());
 }
 
 int64 Tavro::DroppedAudioFrames() {
-    if (fAudioConsumer == nullptr)
-        return 0;
-    return fAudioConsumer->DroppedFrames() + fFailedAudioWrites.load();
+    return droppedFrames(fAudioConsumer.get(), fFailedAudioWrites);
 }
 
 void Tavro::SetFormat(FormatSetting* format) {

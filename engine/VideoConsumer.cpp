@@ -307,22 +307,6 @@ void VideoConsumer::PreviewBuffer(MediaBuffer* buffer) {
 
 // --- Recording ---
 
-void VideoConsumer::SetRecording(bool recording) {
-    if (recording) {
-        fRecordedFrames.store(0);
-        fRelativeTime.store(0);
-        fRecording.store(true);
-    } else {
-        fRecording.store(false);
-        fStopRequested.store(true);
-    }
-}
-
-void VideoConsumer::SetRing(RingBuffer* ring) {
-    std::lock_guard lock(fRingLock);
-    fRing = ring;
-}
-
 void VideoConsumer::SetSkipFrames(int32 skipFrames) {
     fSkipFrames.store(std::max<int32>(1, skipFrames));
 }
@@ -341,51 +325,29 @@ bool VideoConsumer::RecordBuffer(MediaBuffer* buffer) {
     if (skipFrames > 1 && received % skipFrames != 0)
         return false;
 
-    std::lock_guard ringLock(fRingLock);
-    RingBuffer* ring = fRing;
-    if (ring == nullptr || !fRecording.load()) {
-        if (fStopRequested.exchange(false))
-            fStopSemaphore.Release();
-        return true;
-    }
-
-    const bigtime_t start = buffer->Header()->start_time;
-    const bigtime_t interval = Interval();
-    bigtime_t relative;
-    if (fRecordedFrames.load() == 0) {
-        fBaseTime.store(start);
-        relative = 0;
-    } else {
-        relative = fRelativeTime.load() + interval;
-    }
-    const bigtime_t base = fBaseTime.load();
-    bigtime_t drift = (start - base) - relative;
-    while (drift >= kMaxDrift) {
-        // One interval that brought no frame.
-        std::printf("frame dropped - drift = %" PRId64 "?\n", drift);
-        std::fflush(stdout);
-        relative += interval;
-        drift = (start - base) - relative;
-    }
-    fRelativeTime.store(relative);
-
-    // A buffer smaller than a slot (a producer's own, of another layout) cannot be recorded;
-    // it shows in the dropped count like a refused write.
-    while (fWaitForRing.load() && fRecording.load() && ring->BuffersInUse() >= ring->Count())
-        snooze(1000);
-    if (buffer->SizeAvailable() >= ring->Size() && ring->Write(buffer->Data(), relative) == B_OK)
-        fRecordedFrames.fetch_add(1);
+    // Each frame lies one interval after the one before; when that falls behind the frame's
+    // real time by the drift limit, the intervals in between brought no frame.
+    const bool ended = fRecord.Record(buffer, [this](bigtime_t elapsed, bool first) {
+        if (first)
+            return bigtime_t(0);
+        const bigtime_t interval = Interval();
+        bigtime_t relative = fRecord.RelativeTime() + interval;
+        for (bigtime_t drift = elapsed - relative; drift >= kMaxDrift; drift = elapsed - relative) {
+            std::printf("frame dropped - drift = %" PRId64 "?\n", drift);
+            std::fflush(stdout);
+            relative += interval;
+        }
+        return relative;
+    });
+    if (ended)
+        fStopSemaphore.Release();
     return true;
 }
 
 int64 VideoConsumer::FramesCounter() {
     // Single precision, as the status panel has always computed it.
-    const float relative = float(fRelativeTime.load());
+    const float relative = float(fRecord.RelativeTime());
     return int64(relative * fDisplayRate.load() / (float(fSkipFrames.load()) * 1000000.0f));
-}
-
-int64 VideoConsumer::DroppedFrames() {
-    return std::max<int64>(0, FramesCounter() - fRecordedFrames.load());
 }
 
 // --- Events ---

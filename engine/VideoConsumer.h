@@ -16,7 +16,8 @@
 // SetView; event thread: BufferReceived, HandleEvent), the buffer creator, and the control
 // thread's recording switches and counters. fBuffersLock guards the bitmap arrays, the buffer
 // count and the last index; fViewLock guards the sink and the conversion bitmap, and is held
-// while a frame is presented (at most half a frame period); the recording state is atomic.
+// while a frame is presented (at most half a frame period); the recording state is atomic or
+// fRecord's own.
 
 #include <array>
 #include <atomic>
@@ -24,7 +25,7 @@
 #include <mutex>
 #include <thread>
 
-#include "engine/RingBuffer.h"
+#include "engine/RecordPath.h"
 #include "media/node/MediaConnection.h"
 #include "support/Geometry.h"
 #include "support/Semaphore.h"
@@ -71,20 +72,16 @@ public:
     // The preview sink (nullptr: none). Returns once the old sink is no longer called.
     void SetView(VideoFrameSink* view);
 
-    void SetRecording(bool recording);
-    // The ring to record into; not owned. Returns once no Write into the old ring is under
-    // way, so the caller may delete it then.
-    void SetRing(RingBuffer* ring);
-    // With a source that is not real time (the unpaced test signal), a full ring holds the
-    // node back until the writer has taken a slot, instead of losing the frame; the source
-    // then waits for its buffers. Real inputs must never wait: off by default.
-    void SetWaitForRing(bool wait) { fWaitForRing.store(wait); }
+    // The record path (see RecordPath).
+    void SetRecording(bool recording) { fRecord.SetRecording(recording); }
+    void SetRing(RingBuffer* ring) { fRecord.SetRing(ring); }
+    void SetWaitForRing(bool wait) { fRecord.SetWaitForRing(wait); }
     void SetSkipFrames(int32 skipFrames);
     int32 SkipFrames() const { return fSkipFrames.load(); }
     // Frames that should have arrived since the recording began, and those not recorded.
     int64 FramesCounter();
-    int64 DroppedFrames();
-    int64 RecordedFrames() const { return fRecordedFrames.load(); }
+    int64 DroppedFrames() { return fRecord.Dropped(FramesCounter()); }
+    int64 RecordedFrames() const { return fRecord.RecordedFrames(); }
     float DisplayRate() const { return fDisplayRate.load(); }
     float FieldRate() const { return fFieldRate.load(); }
 
@@ -143,17 +140,10 @@ private:
     VideoFrameSink* fView;
     std::unique_ptr<Bitmap> fConversionBitmap;
 
-    // Recording state: switched by the control thread, used by the event thread.
-    std::atomic<bool> fRecording{false};
-    std::atomic<bool> fStopRequested{false};
+    // The recording: fRecord guards its own state; the rest is the video node's own rules.
+    RecordPath fRecord;
+    // Released once at the first frame after a recording ended; nothing waits on it.
     Semaphore fStopSemaphore{0, "video recording"};
-    std::atomic<int64> fRecordedFrames{0};
-    std::atomic<bigtime_t> fBaseTime{0};
-    std::atomic<bigtime_t> fRelativeTime{0};
-    // fRingLock guards fRing and is held while a buffer is written into it.
-    std::mutex fRingLock;
-    std::atomic<bool> fWaitForRing{false};
-    RingBuffer* fRing = nullptr;
     std::atomic<int32> fSkipFrames{1};
     std::atomic<float> fFieldRate{0};
     std::atomic<float> fDisplayRate{25.0f};

@@ -2,16 +2,17 @@
 // the mode: even, the rest is one flattened format record; odd, the rest is a whole settings
 // file. Whatever is accepted must write back and read back to the same values.
 
-#include <unistd.h>
-
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <string>
 #include <vector>
 
 #include "app/TavroSettings.h"
 #include "support/Message.h"
+#include "tests/TempConfigDir.h"
+
+// Made before gSettings. Every load and save fails at once and no input ever touches a disk:
+// the settings objects made per input would otherwise write (and fsync) a file when destroyed.
+static __attribute__((init_priority(101)))
+TempConfigDir gConfigDir("tavro-fuzz", TempConfigDir::kUnusable);
 
 namespace {
 
@@ -20,33 +21,6 @@ namespace {
         if (!(condition))     \
             __builtin_trap(); \
     } while (false)
-
-// A plain array: it must outlive every static destructor, removeRoot runs after them.
-char gRoot[64] = "/tmp/tavro-fuzz-config-XXXXXX";
-
-void removeRoot() {
-    std::error_code ignored;
-    std::filesystem::remove_all(gRoot, ignored);
-}
-
-// Runs before gSettings is constructed. The settings directory lies below a regular file, so
-// every load and save fails at once and no input ever touches a disk: the settings objects
-// made per input would otherwise write (and fsync) a file when destroyed.
-struct ConfigRedirect {
-    ConfigRedirect() {
-        if (mkdtemp(gRoot) == nullptr)
-            std::abort();
-        std::string blocker = std::string(gRoot) + "/not-a-directory";
-        FILE* file = std::fopen(blocker.c_str(), "w");
-        if (file == nullptr)
-            std::abort();
-        std::fclose(file);
-        setenv("XDG_CONFIG_HOME", (blocker + "/config").c_str(), 1);
-        std::atexit(removeRoot);
-    }
-};
-
-__attribute__((init_priority(101))) ConfigRedirect gConfigRedirect;
 
 bool sameParameter(const Parameter* a, const Parameter* b) {
     return a->id == b->id && a->size == b->size && (a->data == nullptr) == (b->data == nullptr) &&

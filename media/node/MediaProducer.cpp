@@ -98,6 +98,23 @@ status_t MediaProducer::GetInitialLatency(bigtime_t* latency) {
     return B_OK;
 }
 
+status_t MediaProducer::ProposeShortAudio(media_format* format) {
+    if (format->type == B_MEDIA_UNKNOWN_TYPE || format->type == B_MEDIA_NO_TYPE)
+        format->type = B_MEDIA_RAW_AUDIO;
+    if (format->type != B_MEDIA_RAW_AUDIO)
+        return B_MEDIA_BAD_FORMAT;
+    media_raw_audio_format& audio = format->raw_audio;
+    if (audio.format == 0)
+        audio.format = media_raw_audio_format::B_AUDIO_SHORT;
+    if (audio.format != media_raw_audio_format::B_AUDIO_SHORT)
+        return B_MEDIA_BAD_FORMAT;
+    if (audio.byte_order == 0)
+        audio.byte_order = B_MEDIA_LITTLE_ENDIAN;
+    if (audio.byte_order != B_MEDIA_LITTLE_ENDIAN)
+        return B_MEDIA_BAD_FORMAT;
+    return B_OK;
+}
+
 void MediaProducer::SetNotificationTarget(MessageTarget* target) {
     fTarget.store(target);
 }

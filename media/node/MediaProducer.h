@@ -100,6 +100,10 @@ protected:
 
     // --- For subclasses ---
 
+    // The common part of a raw-audio producer's FormatProposal: fills the type, sample format
+    // and byte order of `format` as 16-bit little-endian; B_MEDIA_BAD_FORMAT for another.
+    static status_t ProposeShortAudio(media_format* format);
+
     // Hands a filled buffer to the connected consumer, which recycles it. Without a
     // connection the buffer is recycled here and B_MEDIA_NOT_CONNECTED returned.
     status_t SendBuffer(MediaBuffer* buffer);

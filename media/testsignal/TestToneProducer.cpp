@@ -48,19 +48,9 @@ status_t TestToneProducer::GetLatency(bigtime_t* latency) {
 }
 
 status_t TestToneProducer::FormatProposal(media_format* format) {
-    if (format->type == B_MEDIA_UNKNOWN_TYPE || format->type == B_MEDIA_NO_TYPE)
-        format->type = B_MEDIA_RAW_AUDIO;
-    if (format->type != B_MEDIA_RAW_AUDIO)
-        return B_MEDIA_BAD_FORMAT;
+    if (status_t status = ProposeShortAudio(format); status != B_OK)
+        return status;
     media_raw_audio_format& audio = format->raw_audio;
-    if (audio.format == 0)
-        audio.format = media_raw_audio_format::B_AUDIO_SHORT;
-    if (audio.format != media_raw_audio_format::B_AUDIO_SHORT)
-        return B_MEDIA_BAD_FORMAT;
-    if (audio.byte_order == 0)
-        audio.byte_order = B_MEDIA_LITTLE_ENDIAN;
-    if (audio.byte_order != B_MEDIA_LITTLE_ENDIAN)
-        return B_MEDIA_BAD_FORMAT;
     audio.frame_rate = audio.frame_rate <= 0 ? 48000.0f : float(nearestRate(audio.frame_rate));
     if (audio.channel_count == 0 || audio.channel_count > 2)
         audio.channel_count = 2;

@@ -7,22 +7,19 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
+#include <memory>
 #include <string>
 
-#include "app/ErrorAlert.h"
-#include "app/FormatSetting.h"
 #include "app/MessageCodes.h"
 #include "engine/AudioConsumer.h"
 #include "engine/PreviewSinks.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
 #include "engine/VideoConsumer.h"
-#include "media/file/MediaFile.h"
 #include "media/testsignal/TestPictureProducer.h"
 #include "support/Clock.h"
 #include "support/MessageQueue.h"
-#include "tests/media/file/MovieReader.h"
+#include "tests/engine/EngineTestSupport.h"
 
 namespace {
 
@@ -43,35 +40,27 @@ public:
     RingBuffer* audio = nullptr;
 };
 
-class EngineRecording : public testing::Test {
+class EngineRecording : public RecordingFixture {
 protected:
-    void SetUp() override {
-        resetErrorAlertForTesting();
-        SetErrorAlertPresenter([this](const std::string& text, bool) { alerts.push_back(text); });
-        format.SetFileFormat("avi");
-        format.SetVideoEncoder("raw-video");
-        format.SetAudioEncoder("raw-audio");
-        path = temporaryPath("avi");
-    }
-    void TearDown() override {
-        SetErrorAlertPresenter({});
-        resetErrorAlertForTesting();
-        std::remove(path.c_str());
+    // Applies the format, makes the file and starts recording into it; nullptr on failure.
+    std::unique_ptr<TavroFile> Start(Tavro& engine) {
+        engine.SetFormat(&format);
+        auto file = std::make_unique<TavroFile>(path.c_str(), &format, &engine);
+        if (file->status != B_OK || file->file->CommitHeader() != B_OK ||
+            engine.SetVideoTrack(file->videoTrack) != B_OK ||
+            engine.SetAudioTrack(file->audioTrack) != B_OK)
+            return nullptr;
+        engine.SetStatusView(&rings);
+        return engine.Start() == B_OK ? std::move(file) : nullptr;
     }
 
-    // Records until `until` is true (checked every 10 ms) or `timeout` µs have passed.
+    // Records until `until` is true (checked every 10 ms) or 20 s have passed.
     template <typename Until>
-    void Record(Tavro& engine, Until until, bigtime_t timeout = 20000000) {
-        engine.SetFormat(&format);
-        TavroFile file(path.c_str(), &format, &engine);
-        ASSERT_EQ(file.status, B_OK);
-        ASSERT_EQ(file.file->CommitHeader(), B_OK);
-        ASSERT_EQ(engine.SetVideoTrack(file.videoTrack), B_OK);
-        ASSERT_EQ(engine.SetAudioTrack(file.audioTrack), B_OK);
-        hadAudioTrack = file.audioTrack != nullptr;
-        engine.SetStatusView(&rings);
-        ASSERT_EQ(engine.Start(), B_OK);
-        const bigtime_t end = system_time() + timeout;
+    void Record(Tavro& engine, Until until) {
+        std::unique_ptr<TavroFile> file = Start(engine);
+        ASSERT_NE(file, nullptr);
+        hadAudioTrack = file->audioTrack != nullptr;
+        const bigtime_t end = system_time() + 20000000;
         while (!until() && system_time() < end)
             snooze(10000);
         // Stop at a known point: inputs silent, rings drained, so what the nodes counted is
@@ -92,10 +81,7 @@ protected:
         engine.SetStatusView(nullptr);
     }
 
-    std::vector<std::string> alerts;
-    RingWatcher rings;  // the status view of Record's recordings
-    FormatSetting format{"test"};
-    std::string path;
+    RingWatcher rings;  // the status view of the recordings
     bool hadAudioTrack = false;
     int64 recordedVideo = 0;
     int64 recordedAudio = 0;
@@ -109,7 +95,7 @@ TEST_F(EngineRecording, FourSecondsInTheDefaultFormatMatchTheClock) {
     ASSERT_TRUE(engine.AudioConnected());
     const bigtime_t start = system_time();
     Record(engine, [&] { return system_time() - start >= 4000000; });
-    ASSERT_TRUE(alerts.empty()) << alerts.front();
+    ASSERT_TRUE(alerts.empty()) << alerts.front().text;
 
     MovieSummary movie = readMovie(path);
     ASSERT_EQ(movie.openError, 0);
@@ -132,52 +118,37 @@ TEST_F(EngineRecording, FourSecondsInTheDefaultFormatMatchTheClock) {
     EXPECT_NEAR(double(audio->samples) / 44100, 4.0, 0.011 + 0.04);
     media_format connected;
     engine.GetAudioFormat(&connected);
-    const int64 framesPerBuffer = int64(connected.raw_audio.buffer_size / 4);
-    EXPECT_EQ(audio->samples, recordedAudio * framesPerBuffer);
+    EXPECT_EQ(audio->samples, recordedAudio * int64(connected.raw_audio.buffer_size / 4));
 }
 
-TEST_F(EngineRecording, SkipFramesTwoRecordsEverySecondFrameAtHalfTheRate) {
+// Skip frames 2 records every second frame and declares half the rate; a 44,100 Hz stereo
+// input into a 22,050 Hz mono track writes half the frames.
+TEST_F(EngineRecording, SkipFramesAndAReducedAudioTrackWriteHalfTheFrames) {
     Tavro engine(testSignal(false));
     format.frameDivisor = 2;
-    Record(engine, [&] { return engine.VideoConsumerNode()->RecordedFrames() >= 30; });
-    MovieSummary movie = readMovie(path);
-    const StreamSummary* video = movie.Video();
-    ASSERT_NE(video, nullptr);
-    EXPECT_EQ(video->frames, recordedVideo);
-    // Frames of 80 ms each: half the input's 25 per second.
-    EXPECT_NEAR(video->endSeconds / double(video->frames), 0.08, 0.005);
-    EXPECT_EQ(engine.VideoConsumerNode()->SkipFrames(), 2);
-}
-
-TEST_F(EngineRecording, StereoInputIntoAMonoTrackOfHalfTheRateWritesHalfTheFrames) {
-    Tavro engine(testSignal(false));
     format.audioFrameRate = 22050;
     format.audioChannels = 1;
     media_format input;
     engine.GetAudioFormat(&input);
     ASSERT_EQ(input.raw_audio.frame_rate, 44100.0f);
     ASSERT_EQ(input.raw_audio.channel_count, 2u);
-    Record(engine, [&] { return engine.AudioConsumerNode()->RecordedFrames() >= 50; });
+    Record(engine, [&] {
+        return engine.VideoConsumerNode()->RecordedFrames() >= 30 &&
+               engine.AudioConsumerNode()->RecordedFrames() >= 50;
+    });
+    EXPECT_EQ(engine.VideoConsumerNode()->SkipFrames(), 2);
     MovieSummary movie = readMovie(path);
-    const StreamSummary* audio = movie.Audio();
-    ASSERT_NE(audio, nullptr);
-    EXPECT_EQ(audio->sampleRate, 22050);
-    EXPECT_EQ(audio->channels, 1);
-    const int64 framesPerBuffer = int64(input.raw_audio.buffer_size / 4);
-    EXPECT_EQ(audio->samples, recordedAudio * (framesPerBuffer / 2));
-}
-
-TEST_F(EngineRecording, WithoutAnAudioTrackNoSoundIsRecorded) {
-    Tavro engine(testSignal(false));
-    format.SetAudioEncoder("");
-    Record(engine, [&] { return engine.VideoConsumerNode()->RecordedFrames() >= 10; });
-    EXPECT_FALSE(hadAudioTrack);
-    EXPECT_EQ(recordedAudio, 0);
-    MovieSummary movie = readMovie(path);
-    EXPECT_EQ(movie.Audio(), nullptr);
+    ASSERT_NE(movie.Video(), nullptr);
     EXPECT_EQ(movie.Video()->frames, recordedVideo);
+    // Frames of 80 ms each: half the input's 25 per second.
+    EXPECT_NEAR(movie.Video()->endSeconds / double(recordedVideo), 0.08, 0.005);
+    ASSERT_NE(movie.Audio(), nullptr);
+    EXPECT_EQ(movie.Audio()->sampleRate, 22050);
+    EXPECT_EQ(movie.Audio()->channels, 1);
+    EXPECT_EQ(movie.Audio()->samples, recordedAudio * int64(input.raw_audio.buffer_size / 4 / 2));
 }
 
+// Also a recording without an audio track: no sound is recorded or written.
 TEST_F(EngineRecording, MissingFramesAreCountedAndPrintedOncePerInterval) {
     Tavro engine(testSignal(false));
     // Every fifth frame is never sent.
@@ -188,22 +159,26 @@ TEST_F(EngineRecording, MissingFramesAreCountedAndPrintedOncePerInterval) {
     testing::internal::CaptureStdout();
     Record(engine, [&] { return engine.VideoConsumerNode()->RecordedFrames() >= 40; });
     const std::string printed = testing::internal::GetCapturedStdout();
+    const std::string line = "frame dropped - drift = 80000?\n";
     size_t lines = 0;
-    for (size_t at = printed.find("frame dropped - drift = 80000?\n"); at != std::string::npos;
-         at = printed.find("frame dropped - drift = 80000?\n", at + 1))
+    for (size_t at = printed.find(line); at != std::string::npos; at = printed.find(line, at + 1))
         lines++;
     // Every line is for one missing frame of 40 ms: the drift is 80 ms when it is found. The
     // first gap only brings the drift to 40 ms, under the 60 ms that count; every later gap
     // gives one line.
-    EXPECT_EQ(printed.find("frame dropped - drift = "),
-              printed.find("frame dropped - drift = 80000?"));
+    EXPECT_EQ(printed.find("frame dropped - drift = "), printed.find(line));
     EXPECT_GE(lines, 6u);
     // Each line raises the count of frames that should have come by one; the counter runs up
     // to the last frame's own number, one below the frames recorded without gaps.
     EXPECT_EQ(videoCounter, recordedVideo - 1 + int64(lines));
     EXPECT_EQ(droppedVideo, int64(lines) - 1);
+
+    EXPECT_FALSE(hadAudioTrack);
+    EXPECT_EQ(recordedAudio, 0);
     // The file keeps the holes: its frames lie at their own times.
     MovieSummary movie = readMovie(path);
+    EXPECT_EQ(movie.Audio(), nullptr);
+    ASSERT_NE(movie.Video(), nullptr);
     EXPECT_EQ(movie.Video()->frames, recordedVideo);
 }
 
@@ -228,23 +203,6 @@ TEST_F(EngineRecording, AWriterHeldBackFillsTheRing) {
     EXPECT_EQ(rings.video, nullptr);  // cleared by Stop
 }
 
-TEST_F(EngineRecording, StopReturnsWhenTheInputsHaveFallenSilent) {
-    Tavro engine(testSignal(false));
-    engine.SetFormat(&format);
-    TavroFile file(path.c_str(), &format, &engine);
-    ASSERT_EQ(file.file->CommitHeader(), B_OK);
-    ASSERT_EQ(engine.SetVideoTrack(file.videoTrack), B_OK);
-    ASSERT_EQ(engine.SetAudioTrack(file.audioTrack), B_OK);
-    ASSERT_EQ(engine.Start(), B_OK);
-    engine.VideoInputNode()->Stop(0, true);
-    engine.AudioInputNode()->Stop(0, true);
-    snooze(200000);
-    const bigtime_t start = system_time();
-    EXPECT_EQ(engine.Stop(), B_OK);
-    EXPECT_LT(system_time() - start, 2000000);
-    EXPECT_FALSE(engine.IsRecording());
-}
-
 // A file that cannot grow (RLIMIT_FSIZE, in a child process so the limit stays there): the
 // stop target gets kMsgStop, the alert is raised, writing goes on until Stop, and the file
 // reads back up to the failure.
@@ -260,14 +218,9 @@ TEST_F(EngineRecording, AFullDiskStopsTheRecordingAndKeepsTheFileReadable) {
         MessageQueue stopTarget;
         engine.SetStopTarget(&stopTarget);
         int code = 0;
-        {
-            engine.SetFormat(&format);
-            TavroFile file(path.c_str(), &format, &engine);
-            if (file.status != B_OK || file.file->CommitHeader() != B_OK)
-                _exit(10);
-            engine.SetVideoTrack(file.videoTrack);
-            engine.SetAudioTrack(file.audioTrack);
-            engine.Start();
+        if (std::unique_ptr<TavroFile> file = Start(engine); file == nullptr) {
+            code = 10;
+        } else {
             Message message;
             if (stopTarget.NextMessage(&message, 20000000) != B_OK || message.what != kMsgStop)
                 code = 11;
@@ -277,7 +230,8 @@ TEST_F(EngineRecording, AFullDiskStopsTheRecordingAndKeepsTheFileReadable) {
                 code = 12;
             engine.Stop();
         }
-        if (alerts.size() != 1 || alerts[0].find("Video file may be corrupt.") == std::string::npos)
+        if (code == 0 && (alerts.size() != 1 ||
+                          alerts[0].text.find("Video file may be corrupt.") == std::string::npos))
             code = 13;
         _exit(code);
     }
@@ -294,6 +248,7 @@ TEST_F(EngineRecording, AFullDiskStopsTheRecordingAndKeepsTheFileReadable) {
     EXPECT_LE(movie.Video()->decodeErrors, 1);
 }
 
+// Also: Stop returns promptly when the inputs have fallen silent.
 TEST_F(EngineRecording, AFormatChangeWhileRecordingIsRequestedAndAppliedAtStop) {
     Tavro engine(testSignal(false));
     std::vector<std::string> requests;
@@ -301,12 +256,8 @@ TEST_F(EngineRecording, AFormatChangeWhileRecordingIsRequestedAndAppliedAtStop) 
         [&](const std::string& title, const std::string& text, const std::string& button) {
             requests.push_back(title + "|" + text + "|" + button);
         });
-    engine.SetFormat(&format);
-    TavroFile file(path.c_str(), &format, &engine);
-    ASSERT_EQ(file.file->CommitHeader(), B_OK);
-    ASSERT_EQ(engine.SetVideoTrack(file.videoTrack), B_OK);
-    ASSERT_EQ(engine.SetAudioTrack(file.audioTrack), B_OK);
-    ASSERT_EQ(engine.Start(), B_OK);
+    std::unique_ptr<TavroFile> file = Start(engine);
+    ASSERT_NE(file, nullptr);
 
     FormatSetting other("other");
     other.videoWidth = 320;
@@ -322,7 +273,13 @@ TEST_F(EngineRecording, AFormatChangeWhileRecordingIsRequestedAndAppliedAtStop) 
     engine.GetVideoFormat(&live);
     EXPECT_EQ(live.raw_video.display.line_width, 384u);  // still the recording's
 
+    engine.VideoInputNode()->Stop(0, true);
+    engine.AudioInputNode()->Stop(0, true);
+    snooze(200000);
+    const bigtime_t stopping = system_time();
     ASSERT_EQ(engine.Stop(), B_OK);
+    EXPECT_LT(system_time() - stopping, 2000000);
+    EXPECT_FALSE(engine.IsRecording());
     EXPECT_FALSE(engine.ReconnectPending());
     engine.GetVideoFormat(&live);
     EXPECT_EQ(live.raw_video.display.line_width, 160u);

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstring>
 #include <thread>
 #include <vector>
 
@@ -21,19 +20,28 @@ public:
     using RingBuffer::WriteCountForTesting;
 };
 
-std::vector<uint8> filled(uint32 size, uint8 value) {
-    return std::vector<uint8>(size, value);
+// Writes a slot of `value` bytes stamped `value`.
+status_t write(RingBuffer& ring, uint8 value) {
+    return ring.Write(std::vector<uint8>(ring.Size(), value).data(), value);
 }
 
-bool slotHolds(const void* slot, uint32 size, uint8 value) {
-    return std::memcmp(slot, filled(size, value).data(), size) == 0;
+// Takes the next slot and releases it: its time, after checking that every byte is the time.
+bigtime_t take(RingBuffer& ring) {
+    void* data = nullptr;
+    bigtime_t time = -1;
+    EXPECT_EQ(ring.AcquireBuffer(&data, &time), B_OK);
+    const std::vector<uint8> slot(static_cast<uint8*>(data),
+                                  static_cast<uint8*>(data) + ring.Size());
+    EXPECT_EQ(slot, std::vector<uint8>(ring.Size(), uint8(time)));
+    ring.ReleaseBuffer();
+    return time;
 }
 
 TEST(RingBuffer, AFailedConstructionReportsItAndNeverBlocks) {
     for (auto [count, size] : {std::pair<int32, uint32>{4, 0}, {0, 64}, {-1, 64}}) {
         RingBuffer ring(count, size);
         EXPECT_EQ(ring.InitCheck(), B_BAD_VALUE);
-        EXPECT_EQ(ring.Write(filled(64, 1).data(), 1), B_ERROR);
+        EXPECT_EQ(ring.Write(std::vector<uint8>(64).data(), 1), B_ERROR);
         void* data;
         bigtime_t time;
         EXPECT_LT(ring.AcquireBuffer(&data, &time), B_OK);
@@ -45,21 +53,13 @@ TEST(RingBuffer, AFailedConstructionReportsItAndNeverBlocks) {
 TEST(RingBuffer, AcquireWaitsForAWrite) {
     RingBuffer ring(4, 256);
     ASSERT_EQ(ring.InitCheck(), B_OK);
-    std::atomic<bool> acquired{false};
-    void* data = nullptr;
-    bigtime_t time = 0;
-    std::thread reader([&] {
-        EXPECT_EQ(ring.AcquireBuffer(&data, &time), B_OK);
-        acquired = true;
-    });
+    std::atomic<bigtime_t> taken{-1};
+    std::thread reader([&] { taken = take(ring); });
     std::this_thread::sleep_for(50ms);
-    EXPECT_FALSE(acquired);
-    ASSERT_EQ(ring.Write(filled(256, 7).data(), 4711), B_OK);
+    EXPECT_EQ(taken, -1);
+    ASSERT_EQ(write(ring, 71), B_OK);
     reader.join();
-    EXPECT_TRUE(slotHolds(data, 256, 7));
-    EXPECT_EQ(time, 4711);
-    EXPECT_EQ(ring.BuffersInUse(), 1);
-    ring.ReleaseBuffer();
+    EXPECT_EQ(taken, 71);
     EXPECT_EQ(ring.BuffersInUse(), 0);
 }
 
@@ -68,19 +68,13 @@ TEST(RingBuffer, AcquireWaitsForAWrite) {
 TEST(RingBuffer, AWriterAheadOverwritesAndTheHighWaterMarkFollows) {
     RingBuffer ring(4, 64);
     for (uint8 i = 1; i <= 5; i++)
-        EXPECT_EQ(ring.Write(filled(64, i).data(), i), B_OK);
+        EXPECT_EQ(write(ring, i), B_OK);
     EXPECT_EQ(ring.MaxBuffersUsed(), 4);  // Write measures before it adds
     EXPECT_EQ(ring.BuffersInUse(), 5);
     EXPECT_EQ(ring.MaxBuffersUsed(), 5);
     ring.ResetMaxBuffers();
     EXPECT_EQ(ring.MaxBuffersUsed(), 0);
-
-    void* data;
-    bigtime_t time;
-    ASSERT_EQ(ring.AcquireBuffer(&data, &time), B_OK);
-    EXPECT_TRUE(slotHolds(data, 64, 5));
-    EXPECT_EQ(time, 5);
-    ring.ReleaseBuffer();
+    EXPECT_EQ(take(ring), 5);  // slot 0, written twice
     EXPECT_EQ(ring.BuffersInUse(), 4);
     EXPECT_EQ(ring.MaxBuffersUsed(), 4);
 
@@ -94,16 +88,10 @@ TEST(RingBuffer, RebaseKeepsTheSlotsInUse) {
     TestRing ring(4, 64);
     const int32 start = RingBuffer::kRebaseThreshold - 1;
     ring.SetCountsForTesting(start, start);
-    ASSERT_EQ(ring.Write(filled(64, 1).data(), 1), B_OK);
-    ASSERT_EQ(ring.Write(filled(64, 2).data(), 2), B_OK);
-    ASSERT_EQ(ring.Write(filled(64, 3).data(), 3), B_OK);
+    for (uint8 i = 1; i <= 3; i++)
+        ASSERT_EQ(write(ring, i), B_OK);
     EXPECT_EQ(ring.BuffersInUse(), 3);
-
-    void* data;
-    bigtime_t time;
-    ASSERT_EQ(ring.AcquireBuffer(&data, &time), B_OK);
-    EXPECT_EQ(time, 1);
-    ring.ReleaseBuffer();
+    EXPECT_EQ(take(ring), 1);
     EXPECT_EQ(ring.WriteCountForTesting(), 3);
     EXPECT_EQ(ring.ReadCountForTesting(), 1);
     EXPECT_EQ(ring.BuffersInUse(), 2);

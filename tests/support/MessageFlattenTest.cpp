@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -100,23 +99,9 @@ TEST(MessageFlattenTest, EveryTypeRoundTripsInInsertionOrder) {
     ASSERT_EQ(copy.Unflatten(bytes.data(), bytes.size()), B_OK);
     // The dump shows every name, type and value in order, numbers at full precision.
     EXPECT_EQ(copy.ToString(), original.ToString());
+    // Flattened again, it gives the same bytes: nested messages, raw data and strings with a
+    // NUL in them included.
     EXPECT_EQ(flatten(copy), bytes);
-
-    EXPECT_EQ(copy.GetString("format", ""), "avi");
-    std::string format;
-    ASSERT_EQ(copy.FindString("format", 2, &format), B_OK);
-    EXPECT_EQ(format, std::string("x\0y", 3));
-    Message middle, inner;
-    ASSERT_EQ(copy.FindMessage("nested", &middle), B_OK);
-    ASSERT_EQ(middle.FindMessage("inner", &inner), B_OK);
-    EXPECT_EQ(inner.what, fourcc("innr"));
-    EXPECT_EQ(inner.GetString("name", ""), "PAL");
-    EXPECT_EQ(inner.GetInt64("frequency", 0), 471250000);
-    const void* raw;
-    ssize_t rawSize;
-    ASSERT_EQ(copy.FindData("raw", fourcc("Tfmt"), 0, &raw, &rawSize), B_OK);
-    ASSERT_EQ(rawSize, 4);
-    EXPECT_EQ(std::memcmp(raw, "\x00\x01\x02\xff", 4), 0);
 }
 
 TEST(MessageFlattenTest, LayoutIsLittleEndianWithLengthPrefixedValues) {
@@ -176,20 +161,9 @@ TEST(MessageFlattenTest, CorruptedBytesAreRefusedOrReadConsistently) {
     }
 }
 
-TEST(MessageFlattenTest, WrongMagicOrVersionIsBadValue) {
-    std::vector<uint8> bytes = Bytes().Header(0).data;
-    Message message;
-    ASSERT_EQ(message.Unflatten(bytes.data(), bytes.size()), B_OK);
-    bytes[0] = 'X';
-    EXPECT_EQ(unflattenChecked(bytes, bytes.size()), B_BAD_VALUE);
-    EXPECT_EQ(unflattenChecked(bytes, 2), B_BAD_VALUE);
-    bytes = Bytes().Raw("TMsg").U32(2).U32(0).U32(0).data;
-    EXPECT_EQ(unflattenChecked(bytes, bytes.size()), B_BAD_VALUE);
-}
-
 // Counts are checked against the bytes left before anything is allocated for them; a
 // hostile count must neither allocate gigabytes nor read past the end.
-TEST(MessageFlattenTest, InconsistentFieldsAndHostileCountsAreBadData) {
+TEST(MessageFlattenTest, InconsistentFieldsHostileCountsAndForeignHeadersAreRefused) {
     const std::string fourBytes("\0\0\0\0", 4);
     const std::vector<std::vector<uint8>> cases = {
         Bytes().Header(1).Field("n", B_INT32_TYPE, 1).Value("abc").data,
@@ -220,6 +194,12 @@ TEST(MessageFlattenTest, InconsistentFieldsAndHostileCountsAreBadData) {
         SCOPED_TRACE(i);
         EXPECT_EQ(unflattenChecked(cases[i], cases[i].size()), B_BAD_DATA);
     }
+    // Another magic or version is no message of this form at all.
+    std::vector<uint8> bytes = Bytes().Raw("XMsg").U32(1).U32(0).U32(0).data;
+    EXPECT_EQ(unflattenChecked(bytes, bytes.size()), B_BAD_VALUE);
+    EXPECT_EQ(unflattenChecked(bytes, 2), B_BAD_VALUE);
+    bytes = Bytes().Raw("TMsg").U32(2).U32(0).U32(0).data;
+    EXPECT_EQ(unflattenChecked(bytes, bytes.size()), B_BAD_VALUE);
 }
 
 TEST(MessageFlattenTest, NestingIsLimitedTo32Levels) {

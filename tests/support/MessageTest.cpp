@@ -115,7 +115,7 @@ TEST(MessageTest, RemovingTheLastValueRemovesTheFieldAndKeepsTheOrder) {
     EXPECT_TRUE(message.IsEmpty());
 }
 
-TEST(MessageTest, CopiesKeepPointersAndNestedMessagesIndependently) {
+TEST(MessageTest, CopiesAreIndependentAndAMessageCanHoldItsOwnCopy) {
     int target = 0;
     Message inner(fourcc("innr"));
     inner.AddPointer("self", &target);
@@ -135,17 +135,14 @@ TEST(MessageTest, CopiesKeepPointersAndNestedMessagesIndependently) {
     EXPECT_EQ(found.what, fourcc("innr"));
     ASSERT_EQ(found.FindPointer("self", &pointer), B_OK);
     EXPECT_EQ(pointer, &target);
-}
 
-TEST(MessageTest, MessageCanHoldACopyOfItself) {
-    Message message(fourcc("self"));
-    message.AddInt32("n", 1);
-    ASSERT_EQ(message.AddMessage("me", message), B_OK);
-    ASSERT_EQ(message.ReplaceMessage("me", 0, message), B_OK);
-
-    Message level1;
-    Message level2;
-    ASSERT_EQ(message.FindMessage("me", &level1), B_OK);
+    // A message can hold a copy of itself, as it was when added.
+    Message self(fourcc("self"));
+    self.AddInt32("n", 1);
+    ASSERT_EQ(self.AddMessage("me", self), B_OK);
+    ASSERT_EQ(self.ReplaceMessage("me", 0, self), B_OK);
+    Message level1, level2;
+    ASSERT_EQ(self.FindMessage("me", &level1), B_OK);
     ASSERT_EQ(level1.FindMessage("me", &level2), B_OK);
     EXPECT_EQ(level2.CountNames(), 1);
     EXPECT_EQ(level2.GetInt32("n", 0), 1);

@@ -40,7 +40,7 @@ TEST(ThreadTest, SpawnedThreadCarriesItsNameCutToFifteenCharacters) {
     EXPECT_STREQ(name, "a name far long");
 }
 
-TEST(LockedMemoryTest, HandsOutAlignedBlocksUntilTheRegionIsUsedUp) {
+TEST(LockedMemoryTest, HandsOutAlignedBlocksUntilTheRegionIsUsedUpAndNoneWhenEmpty) {
     LockedMemory memory(3 * LockedMemory::BlockSpan(100));
     ASSERT_EQ(memory.InitCheck(), B_OK);
     char* first = static_cast<char*>(memory.Allocate(100));
@@ -56,12 +56,10 @@ TEST(LockedMemoryTest, HandsOutAlignedBlocksUntilTheRegionIsUsedUp) {
     EXPECT_LE(third + 100, first + memory.Size());
     EXPECT_EQ(memory.Allocate(1), nullptr);
     EXPECT_EQ(memory.Allocate(SIZE_MAX), nullptr);
-}
 
-TEST(LockedMemoryTest, EmptyRegionFails) {
-    LockedMemory memory(0);
-    EXPECT_EQ(memory.InitCheck(), B_BAD_VALUE);
-    EXPECT_EQ(memory.Allocate(1), nullptr);
+    LockedMemory empty(0);
+    EXPECT_EQ(empty.InitCheck(), B_BAD_VALUE);
+    EXPECT_EQ(empty.Allocate(1), nullptr);
 }
 
 TEST(MessageQueueTest, NextMessageWaitsForAPostOrTimesOut) {

@@ -1,10 +1,10 @@
 // The pane switch: a click counts only when released within 3 pixels, it toggles between 0 and
-// 1 and posts its message; the three drawing states.
+// 1 and posts its message; the three drawing states and the focus mark.
 
 #include <gtest/gtest.h>
 
-#include <QImage>
 #include <QTest>
+#include <algorithm>
 
 #include "support/MessageQueue.h"
 #include "tests/ui/UiTestSupport.h"
@@ -12,34 +12,28 @@
 
 namespace {
 
-constexpr uint32 kSwitched = fourcc("pswi");
-
 class PaneSwitchTest : public testing::Test {
 protected:
     void SetUp() override {
         fSwitch.resize(16, 16);
-        fSwitch.SetMessage(Message(kSwitched));
+        fSwitch.SetMessage(Message(fourcc("pswi")));
         fSwitch.SetTarget(&fQueue);
     }
 
     // Presses in the middle and releases `dx` pixels right of the switch's right edge.
     void ClickReleasingAt(int dx) {
         QTest::mousePress(&fSwitch, Qt::LeftButton, {}, QPoint(8, 8));
-        QPoint release(fSwitch.width() - 1 + dx, 8);
+        const QPoint release(fSwitch.width() - 1 + dx, 8);
         QMouseEvent moved(QEvent::MouseMove, release, fSwitch.mapToGlobal(release), Qt::NoButton,
                           Qt::LeftButton, Qt::NoModifier);
         QCoreApplication::sendEvent(&fSwitch, &moved);
         QTest::mouseRelease(&fSwitch, Qt::LeftButton, {}, release);
     }
 
-    bool Contains(const QImage& image, const QColor& colour) {
-        for (int y = 0; y < image.height(); y++) {
-            for (int x = 0; x < image.width(); x++) {
-                if (image.pixelColor(x, y) == colour)
-                    return true;
-            }
-        }
-        return false;
+    bool Contains(const QColor& colour) {
+        const QImage image = painted(&fSwitch);
+        const auto* pixels = reinterpret_cast<const QRgb*>(image.constBits());
+        return std::count(pixels, pixels + image.width() * image.height(), colour.rgb()) > 0;
     }
 
     QApplication* fApplication = testApplication();  // before any widget
@@ -47,77 +41,62 @@ protected:
     MessageQueue fQueue;
 };
 
-TEST_F(PaneSwitchTest, ReleaseBeyondTheSlopDoesNothing) {
-    ClickReleasingAt(4);
-    EXPECT_EQ(fSwitch.Value(), 0);
-    EXPECT_FALSE(fSwitch.IsPressed());
-    EXPECT_EQ(fQueue.CountMessages(), 0);
-}
+TEST_F(PaneSwitchTest, OnlyAReleaseWithinThreePixelsTogglesAndInvokes) {
+    // The owner opens its pane at 2; a click closes it again.
+    const struct {
+        int32 value;
+        int dx;
+        int32 after;
+    } cases[] = {{0, 4, 0}, {0, 2, 1}, {PaneSwitch::kOpen, 0, 0}, {PaneSwitch::kOpen, 3, 0}};
+    for (const auto& c : cases) {
+        fSwitch.SetValue(c.value);
+        ClickReleasingAt(c.dx);
+        EXPECT_EQ(fSwitch.Value(), c.after) << c.value << " released at " << c.dx;
+        EXPECT_FALSE(fSwitch.IsPressed());
+        Message message;
+        if (c.after == c.value) {
+            EXPECT_EQ(fQueue.CountMessages(), 0) << c.dx;
+        } else {
+            ASSERT_EQ(fQueue.NextMessage(&message, 0), B_OK);
+            EXPECT_EQ(message.what, fourcc("pswi"));
+            EXPECT_EQ(message.GetInt32("be:value", -1), c.after);
+        }
+    }
 
-TEST_F(PaneSwitchTest, ReleaseWithinTheSlopTogglesAndInvokes) {
-    ClickReleasingAt(2);
-    EXPECT_EQ(fSwitch.Value(), 1);
-    Message message;
-    ASSERT_EQ(fQueue.NextMessage(&message, 0), B_OK);
-    EXPECT_EQ(message.what, kSwitched);
-    EXPECT_EQ(message.GetInt32("be:value", -1), 1);
-
-    // The owner opens its pane at 2; the next click closes it.
-    fSwitch.SetValue(PaneSwitch::kOpen);
+    fSwitch.setEnabled(false);
     ClickReleasingAt(0);
     EXPECT_EQ(fSwitch.Value(), 0);
-    ASSERT_EQ(fQueue.NextMessage(&message, 0), B_OK);
-    EXPECT_EQ(message.GetInt32("be:value", -1), 0);
-}
-
-TEST_F(PaneSwitchTest, DisabledSwitchIgnoresTheMouse) {
-    fSwitch.setEnabled(false);
-    QTest::mousePress(&fSwitch, Qt::LeftButton, {}, QPoint(8, 8));
-    EXPECT_FALSE(fSwitch.IsPressed());
-    QTest::mouseRelease(&fSwitch, Qt::LeftButton, {}, QPoint(8, 8));
-    EXPECT_EQ(fSwitch.Value(), 0);
     EXPECT_EQ(fQueue.CountMessages(), 0);
 }
 
-TEST_F(PaneSwitchTest, EachStateHasItsColours) {
+TEST_F(PaneSwitchTest, EachStateHasItsColoursAndTheFocusHasItsMark) {
     const QColor black(0, 0, 0), grey(150, 150, 150), olive(100, 100, 0);
-    QImage closed = fSwitch.grab().toImage();
-    EXPECT_TRUE(Contains(closed, black));
-    EXPECT_TRUE(Contains(closed, grey));
-    EXPECT_FALSE(Contains(closed, olive));
-
+    const QImage closed = painted(&fSwitch);
+    EXPECT_TRUE(Contains(black) && Contains(grey) && !Contains(olive));
     fSwitch.SetValue(PaneSwitch::kOpen);
-    QImage open = fSwitch.grab().toImage();
-    EXPECT_TRUE(Contains(open, grey));
-    EXPECT_NE(open, closed);
-
+    EXPECT_TRUE(Contains(black) && Contains(grey) && !Contains(olive));
+    EXPECT_NE(painted(&fSwitch), closed);
     QTest::mousePress(&fSwitch, Qt::LeftButton, {}, QPoint(8, 8));
-    QImage pressed = fSwitch.grab().toImage();
-    EXPECT_TRUE(Contains(pressed, olive));
-    EXPECT_FALSE(Contains(pressed, grey));
+    EXPECT_TRUE(Contains(black) && Contains(olive) && !Contains(grey));
     QTest::mouseRelease(&fSwitch, Qt::LeftButton, {}, QPoint(40, 8));
-}
 
-TEST_F(PaneSwitchTest, FocusMarkShowsOnlyWithTheKeyboardFocus) {
+    // The mark: a highlight line over a white one along the bottom, only with the focus.
     QWidget window;
-    PaneSwitch* focused = new PaneSwitch("focused", true, &window);
+    auto* focused = new PaneSwitch("focused", true, &window);
     focused->resize(16, 16);
     window.show();
     window.activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
-    QColor mark = focused->palette().highlight().color();
-    int markRow = focused->height() - 2;
-
+    const QColor panel = focused->palette().window().color();
     focused->setFocus(Qt::TabFocusReason);
     ASSERT_TRUE(focused->hasFocus());
     QImage image = focused->grab().toImage();
-    EXPECT_EQ(image.pixelColor(8, markRow), mark);
-    EXPECT_EQ(image.pixelColor(8, focused->height() - 1), QColor(Qt::white));
-
+    EXPECT_EQ(image.pixelColor(8, 14), focused->palette().highlight().color());
+    EXPECT_EQ(image.pixelColor(8, 15), QColor(Qt::white));
     focused->clearFocus();
     image = focused->grab().toImage();
-    EXPECT_EQ(image.pixelColor(8, markRow), focused->palette().window().color());
-    EXPECT_EQ(image.pixelColor(8, focused->height() - 1), focused->palette().window().color());
+    EXPECT_EQ(image.pixelColor(8, 14), panel);
+    EXPECT_EQ(image.pixelColor(8, 15), panel);
 }
 
 }  // namespace

@@ -1,81 +1,62 @@
-// The main window's frame: its menus, its body, the panes, the timer switch, the secondary
-// windows it opens and what it stores when it quits.
+// The main window's frame: its menus, its body, the panes, the timer switch, the format editor
+// it opens and what it stores when it quits.
 
 #include <QCheckBox>
-#include <QGroupBox>
-#include <QLineEdit>
 #include <QMenuBar>
-#include <QPushButton>
-#include <QTest>
 #include <QTextEdit>
 
-#include <string>
+#include <algorithm>
+#include <functional>
 
-#include "app/MessageCodes.h"
 #include "scheduler/Scheduler.h"
 #include "support/MessageQueue.h"
 #include "tests/ui/WindowTestFixture.h"
-#include "ui/main/WindowMessages.h"
 #include "ui/widgets/PaneSwitch.h"
 
 namespace {
 
 using TavroWindowTest = WindowTest;
+using Items = std::vector<std::string>;
 
 // "label|shortcut", "-" for a separator, ">" before a sub-menu's title.
-std::vector<std::string> describe(const QMenu* menu) {
-    std::vector<std::string> items;
+Items describe(const QWidget* menu) {
+    Items items;
     for (const QAction* item : menu->actions()) {
-        if (item->isSeparator()) {
-            items.push_back("-");
-            continue;
-        }
-        std::string text = (item->menu() != nullptr ? ">" : "") + item->text().toStdString();
+        std::string text =
+            item->isSeparator() ? "-" : (item->menu() ? ">" : "") + item->text().toStdString();
         if (!item->shortcut().isEmpty())
             text += "|" + item->shortcut().toString().toStdString();
-        if (!item->isEnabled())
-            text += " (disabled)";
-        items.push_back(text);
+        items.push_back(text + (item->isEnabled() ? "" : " (disabled)"));
     }
     return items;
 }
 
-const QMenu* menuNamed(const QMenuBar* bar, const char* title) {
-    for (const QAction* item : bar->actions()) {
-        if (item->text() == title)
-            return item->menu();
-    }
-    return nullptr;
+QMenu* menuOf(const QWidget* menu, int index) {
+    return menu->actions()[index]->menu();
 }
 
 TEST_F(TavroWindowTest, MenusHaveTheirLabelsShortcutsAndOrder) {
     MakeWindow();
     const QMenuBar* bar = fWindow->menuBar();
-    std::vector<std::string> titles;
-    for (const QAction* item : bar->actions())
-        titles.push_back(item->text().toStdString());
-    EXPECT_EQ(titles, (std::vector<std::string>{"File", "View", "Settings"}));
-
-    EXPECT_EQ(describe(menuNamed(bar, "File")),
-              (std::vector<std::string>{"About…", "-", "Quit|Ctrl+Q"}));
-    const QMenu* view = menuNamed(bar, "View");
-    EXPECT_EQ(describe(view), (std::vector<std::string>{"Video Input Window", ">Video Size", "-",
-                                                        "Audio Input Window"}));
-    EXPECT_EQ(describe(view->actions()[1]->menu()),
-              (std::vector<std::string>{"50% scale|Ctrl+0", "100% scale|Ctrl+1",
-                                        "200% scale|Ctrl+2", "-", "Full screen|Ctrl+F"}));
-    EXPECT_EQ(describe(menuNamed(bar, "Settings")),
-              (std::vector<std::string>{"General… (disabled)", "Formats…", "Video Profiles…", "-",
-                                        "Video Input…", "Audio Input…"}));
+    EXPECT_EQ(describe(bar), (Items{">File", ">View", ">Settings"}));
+    EXPECT_EQ(describe(menuOf(bar, 0)), (Items{"About…", "-", "Quit|Ctrl+Q"}));
+    EXPECT_EQ(describe(menuOf(bar, 1)),
+              (Items{"Video Input Window", ">Video Size", "-", "Audio Input Window"}));
+    EXPECT_EQ(describe(menuOf(menuOf(bar, 1), 1)),
+              (Items{"50% scale|Ctrl+0", "100% scale|Ctrl+1", "200% scale|Ctrl+2", "-",
+                     "Full screen|Ctrl+F"}));
+    EXPECT_EQ(describe(menuOf(bar, 2)), (Items{"General… (disabled)", "Formats…", "Video Profiles…",
+                                               "-", "Video Input…", "Audio Input…"}));
 }
 
 TEST_F(TavroWindowTest, VideoSizeItemsPostTheScaleToTheVideoWindowWhileThereIsOne) {
+    gSettings.showVideo = true;
     MakeWindow();
     MessageQueue videoWindow;
     fWindow->SetVideoSizeTarget(&videoWindow);
-    const QMenu* sizes = menuNamed(fWindow->menuBar(), "View")->actions()[1]->menu();
-    sizes->actions()[1]->trigger();
-    sizes->actions()[4]->trigger();
+    QMenu* view = menuOf(fWindow->menuBar(), 1);
+    menuOf(view, 1)->actions()[1]->trigger();
+    menuOf(view, 1)->actions()[4]->trigger();
     Message message;
     ASSERT_EQ(videoWindow.NextMessage(&message, 0), B_OK);
     EXPECT_EQ(message.what, kMsgResize);
@@ -83,113 +64,71 @@ TEST_F(TavroWindowTest, VideoSizeItemsPostTheScaleToTheVideoWindowWhileThereIsOn
     ASSERT_EQ(videoWindow.NextMessage(&message, 0), B_OK);
     EXPECT_EQ(message.what, kMsgFullScreen);
 
-    // Choosing "Video Input Window" while it is marked closes the preview: the items are left
-    // without a target.
-    gSettings.showVideo = true;
-    delete fWindow;
-    MakeWindow();
-    fWindow->SetVideoSizeTarget(&videoWindow);
-    fWindow->PostMessage(kMsgShowVideo);
-    drain();
+    // "Video Input Window" while it is marked closes the preview: the items lose their target.
+    Post(Message(kMsgShowVideo));
     EXPECT_FALSE(gSettings.showVideo);
-    EXPECT_FALSE(menuNamed(fWindow->menuBar(), "View")->actions()[0]->isChecked());
-    menuNamed(fWindow->menuBar(), "View")->actions()[1]->menu()->actions()[0]->trigger();
+    EXPECT_FALSE(view->actions()[0]->isChecked());
+    menuOf(view, 1)->actions()[0]->trigger();
     EXPECT_EQ(videoWindow.CountMessages(), 0);
 }
 
 TEST_F(TavroWindowTest, BodyHoldsItsControlsTopToBottom) {
     MakeWindow();
-    EXPECT_EQ(fWindow->windowTitle(), "Tavro");
-    EXPECT_EQ(fWindow->geometry().topLeft(), QPoint(40, 50));
-    EXPECT_EQ(fWindow->geometry().width(), 420);
+    EXPECT_EQ(fWindow->geometry(), QRect(40, 50, 420, fWindow->height()));
+    EXPECT_FALSE(Child<QCheckBox>("timerEnabled")->isChecked());
+    EXPECT_TRUE(Child<QTextEdit>("description")->isReadOnly());
+    EXPECT_TRUE(Child<QPushButton>("recordButton")->isEnabled());
+    EXPECT_FALSE(Child<QPushButton>("stopButton")->isEnabled());
 
-    auto* fileName = Child<QLineEdit>("fileName");
-    EXPECT_EQ(fileName->text().toStdString(), gSettings.fileName);
-    EXPECT_EQ(Child<QPushButton>("fileButton")->text(), "…");
-    EXPECT_EQ(Child<QPushButton>("formatField")->text(), "Beta");
-    EXPECT_EQ(Child<QPushButton>("editButton")->text(), "Edit…");
-    auto* description = Child<QTextEdit>("description");
-    EXPECT_TRUE(description->isReadOnly());
-    EXPECT_EQ(description->font().pointSize(), 9);
-    auto* timerEnabled = Child<QCheckBox>("timerEnabled");
-    EXPECT_EQ(timerEnabled->text(), "Timer enabled");
-    EXPECT_FALSE(timerEnabled->isChecked());
-    auto* record = Child<QPushButton>("recordButton");
-    auto* stop = Child<QPushButton>("stopButton");
-    EXPECT_EQ(record->text(), "Record");
-    EXPECT_EQ(stop->text(), "Stop");
-    EXPECT_TRUE(record->isEnabled());
-    EXPECT_FALSE(stop->isEnabled());
-
-    auto top = [this](QWidget* widget) { return widget->mapTo(fWindow, QPoint(0, 0)).y(); };
-    EXPECT_LT(top(fileName), top(Child<QGroupBox>("formatBox")));
-    EXPECT_LT(top(Child<QGroupBox>("formatBox")), top(Child<PaneSwitch>("tvSwitch")));
-    EXPECT_LT(top(Child<PaneSwitch>("tvSwitch")), top(Child<PaneSwitch>("timerSwitch")));
-    EXPECT_EQ(
-        top(Child<PaneSwitch>("timerSwitch")) + Child<PaneSwitch>("timerSwitch")->height() / 2,
-        top(timerEnabled) + timerEnabled->height() / 2);
-    EXPECT_LT(top(timerEnabled), top(record));
-    EXPECT_EQ(top(record), top(stop));
+    auto middle = [this](const char* name) {
+        QWidget* widget = Child<QWidget>(name);
+        return widget->mapTo(fWindow, QPoint(0, widget->height() / 2)).y();
+    };
+    std::vector<int> rows;
+    for (const char* name : {"fileName", "formatBox", "tvSwitch", "timerSwitch", "recordButton"})
+        rows.push_back(middle(name));
+    EXPECT_EQ(std::adjacent_find(rows.begin(), rows.end(), std::greater_equal<>()), rows.end());
+    EXPECT_EQ(middle("timerEnabled"), middle("timerSwitch"));
+    EXPECT_EQ(middle("stopButton"), middle("recordButton"));
 }
 
-TEST_F(TavroWindowTest, PanesOpenAndCloseInPlace) {
+TEST_F(TavroWindowTest, PanesStartAsStoredOpenAndCloseInPlaceAndAreStoredOnQuit) {
+    gSettings.showTimer = true;
     MakeWindow();
     auto* tvPane = Child<QWidget>("tvPane");
-    auto* tvSwitch = Child<PaneSwitch>("tvSwitch");
     auto* timerPane = Child<QWidget>("timerPane");
     auto* timerSwitch = Child<PaneSwitch>("timerSwitch");
-    auto* record = Child<QPushButton>("recordButton");
     EXPECT_TRUE(tvPane->isHidden());
+    EXPECT_FALSE(timerPane->isHidden());
+    EXPECT_EQ(timerSwitch->Value(), PaneSwitch::kOpen);
+    Post(Message(kMsgTimerPane));
     EXPECT_TRUE(timerPane->isHidden());
+    EXPECT_EQ(timerSwitch->Value(), PaneSwitch::kClosed);
+
     // Something to show, as the panes' own views will be.
     tvPane->setMinimumHeight(40);
     timerPane->setMinimumHeight(120);
-    int closedHeight = fWindow->height();
-    int recordTop = record->mapTo(fWindow, QPoint(0, 0)).y();
-
-    fWindow->PostMessage(kMsgTVPane);
-    drain();
+    constexpr int gap = TavroWindow::kPaneGap;
+    const int closedHeight = fWindow->height();
+    auto recordTop = [this] {
+        return Child<QWidget>("recordButton")->mapTo(fWindow, QPoint()).y();
+    };
+    const int closedRecordTop = recordTop();
+    Post(Message(kMsgTVPane));
     EXPECT_FALSE(tvPane->isHidden());
-    EXPECT_EQ(tvSwitch->Value(), PaneSwitch::kOpen);
-    EXPECT_EQ(fWindow->height(), closedHeight + 40 + TavroWindow::kPaneGap);
-    EXPECT_EQ(record->mapTo(fWindow, QPoint(0, 0)).y(), recordTop + 40 + TavroWindow::kPaneGap);
-
-    fWindow->PostMessage(kMsgTimerPane);
-    drain();
+    EXPECT_EQ(Child<PaneSwitch>("tvSwitch")->Value(), PaneSwitch::kOpen);
+    EXPECT_EQ(fWindow->height(), closedHeight + 40 + gap);
+    EXPECT_EQ(recordTop(), closedRecordTop + 40 + gap);
+    Post(Message(kMsgTimerPane));
     EXPECT_EQ(timerSwitch->Value(), PaneSwitch::kOpen);
-    EXPECT_EQ(fWindow->height(), closedHeight + 40 + 120 + 2 * TavroWindow::kPaneGap);
+    EXPECT_EQ(fWindow->height(), closedHeight + 40 + 120 + 2 * gap);
+    Post(Message(kMsgTimerPane));
+    EXPECT_EQ(fWindow->height(), closedHeight + 40 + gap);
+    EXPECT_EQ(recordTop(), closedRecordTop + 40 + gap);
 
-    fWindow->PostMessage(kMsgTVPane);
-    fWindow->PostMessage(kMsgTimerPane);
-    drain();
-    EXPECT_TRUE(tvPane->isHidden());
-    EXPECT_TRUE(timerPane->isHidden());
-    EXPECT_EQ(tvSwitch->Value(), PaneSwitch::kClosed);
-    EXPECT_EQ(timerSwitch->Value(), PaneSwitch::kClosed);
-    EXPECT_EQ(fWindow->height(), closedHeight);
-    EXPECT_EQ(record->mapTo(fWindow, QPoint(0, 0)).y(), recordTop);
-}
-
-TEST_F(TavroWindowTest, PanesStartAsTheSettingsSayAndQuittingStoresThem) {
-    gSettings.showTimer = true;
-    MakeWindow();
-    EXPECT_TRUE(Child<QWidget>("tvPane")->isHidden());
-    EXPECT_FALSE(Child<QWidget>("timerPane")->isHidden());
-    EXPECT_EQ(Child<PaneSwitch>("timerSwitch")->Value(), PaneSwitch::kOpen);
-
-    fWindow->PostMessage(kMsgTVPane);
-    fWindow->PostMessage(kMsgTimerPane);
-    drain();
-    fWindow->setGeometry(70, 80, 500, fWindow->height());
-    drain();
     EXPECT_TRUE(fWindow->QuitRequested());
     EXPECT_TRUE(gSettings.showTVControls);
     EXPECT_FALSE(gSettings.showTimer);
-    QRect frame = fWindow->geometry();
-    EXPECT_EQ(gSettings.tavroFrame, (Rect{float(frame.left()), float(frame.top()),
-                                          float(frame.right()), float(frame.bottom())}));
-    EXPECT_EQ(gSettings.tavroFrame.left, 70);
-    EXPECT_EQ(gSettings.tavroFrame.right, 569);
 }
 
 TEST_F(TavroWindowTest, TimerEnabledRunsTheScheduler) {
@@ -200,8 +139,7 @@ TEST_F(TavroWindowTest, TimerEnabledRunsTheScheduler) {
     EXPECT_TRUE(scheduler->IsRunning());
 
     // Without "be:value" the message changes nothing.
-    fWindow->PostMessage(kMsgTimerEnabled);
-    drain();
+    Post(Message(kMsgTimerEnabled));
     EXPECT_TRUE(gSettings.timer);
     EXPECT_TRUE(scheduler->IsRunning());
 
@@ -212,8 +150,7 @@ TEST_F(TavroWindowTest, TimerEnabledRunsTheScheduler) {
 
     Message enable(kMsgTimerEnabled);
     enable.AddInt32("be:value", 1);
-    fWindow->PostMessage(enable);
-    drain();
+    Post(enable);
     EXPECT_TRUE(gSettings.timer);
     EXPECT_TRUE(scheduler->IsRunning());
     EXPECT_TRUE(Child<QCheckBox>("timerEnabled")->isChecked());
@@ -221,22 +158,19 @@ TEST_F(TavroWindowTest, TimerEnabledRunsTheScheduler) {
 
 TEST_F(TavroWindowTest, FormatEditorIsOpenedOnceAndThenActivated) {
     MakeWindow();
-    fWindow->PostMessage(kMsgFormatSettings);
-    drain();
+    Post(Message(kMsgFormatSettings));
     ASSERT_EQ(fWindow->formatWindowsMade, 1);
-    TestChildWindow* editor = fWindow->lastFormatWindow;
+    TestChildWindow* editor = fWindow->formatWindow;
     EXPECT_TRUE(editor->isVisible());
 
     // Open and without "index": only activated.
-    fWindow->PostMessage(kMsgFormatSettings);
-    drain();
+    Post(Message(kMsgFormatSettings));
     EXPECT_EQ(fWindow->formatWindowsMade, 1);
     EXPECT_TRUE(editor->received.empty());
 
     Message select(kMsgFormatSettings);
     select.AddInt32("index", 2);
-    fWindow->PostMessage(select);
-    drain();
+    Post(select);
     ASSERT_EQ(editor->received.size(), 1u);
     EXPECT_EQ(editor->received[0].what, kMsgFormatSelected);
     EXPECT_EQ(editor->received[0].GetInt32("index", -1), 2);
@@ -244,10 +178,8 @@ TEST_F(TavroWindowTest, FormatEditorIsOpenedOnceAndThenActivated) {
     // Closed: the next request makes a new one.
     editor->close();
     fWindow->PostMessage(kMsgFormatWindowClosed);
-    fWindow->PostMessage(kMsgFormatSettings);
-    drain();
+    Post(Message(kMsgFormatSettings));
     EXPECT_EQ(fWindow->formatWindowsMade, 2);
-    delete fWindow->lastFormatWindow;
 }
 
 }  // namespace

@@ -1,25 +1,28 @@
 #pragma once
 // A main window over a real engine for the window tests, with known settings, and a window
-// that records the messages it handles and opens test stand-ins for the secondary windows.
+// that records the messages it handles and opens test stand-ins for the format editor.
 
 #include <gtest/gtest.h>
 
-#include <QWidget>
+#include <QPushButton>
+#include <QTest>
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "app/FormatSetting.h"
+#include "app/MessageCodes.h"
 #include "app/TavroSettings.h"
-#include "engine/Tavro.h"
 #include "tests/ui/UiTestSupport.h"
 #include "ui/Looper.h"
 #include "ui/main/TavroWindow.h"
+#include "ui/main/WindowMessages.h"
 
 // A secondary window that keeps what is posted to it.
 class TestChildWindow : public QWidget, public Looper {
 public:
-    TestChildWindow() : Looper(this) {}
+    TestChildWindow() : Looper(this) { setAttribute(Qt::WA_DeleteOnClose); }
     void MessageReceived(Message* message) override { received.push_back(*message); }
     std::vector<Message> received;
 };
@@ -27,6 +30,7 @@ public:
 class TestTavroWindow : public TavroWindow {
 public:
     using TavroWindow::TavroWindow;
+    ~TestTavroWindow() override { delete formatWindow.data(); }
 
     void MessageReceived(Message* message) override {
         handled.push_back(*message);
@@ -34,14 +38,12 @@ public:
     }
     std::vector<Message> handled;
     int formatWindowsMade = 0;
-    TestChildWindow* lastFormatWindow = nullptr;
+    QPointer<TestChildWindow> formatWindow;  // the last one made
 
 protected:
     QWidget* CreateFormatWindow(FormatSetting*) override {
         formatWindowsMade++;
-        lastFormatWindow = new TestChildWindow;
-        lastFormatWindow->setAttribute(Qt::WA_DeleteOnClose);
-        return lastFormatWindow;
+        return formatWindow = new TestChildWindow;
     }
 };
 
@@ -50,11 +52,8 @@ protected:
     void SetUp() override {
         testApplication();
         SetFormats({"Alpha", "Beta", "Gamma"}, 1);
-        gSettings.showTimer = false;
-        gSettings.showTVControls = false;
-        gSettings.showVideo = false;
-        gSettings.showAudio = false;
-        gSettings.timer = false;
+        gSettings.showTimer = gSettings.showTVControls = gSettings.timer = false;
+        gSettings.showVideo = gSettings.showAudio = false;
         gSettings.SetFileName("/tmp/tavro-window-test.avi");
         gSettings.tavroFrame = Rect{40, 50, 459, 600};
     }
@@ -75,13 +74,8 @@ protected:
         gSettings.lastFormat = last;
     }
 
-    static TavroOptions WithoutDevices() {
-        TavroOptions options;
-        options.useRoster = false;
-        return options;
-    }
-
     TestTavroWindow* MakeWindow(Tavro* engine = nullptr) {
+        delete fWindow;
         fWindow = new TestTavroWindow(gSettings.tavroFrame, "Tavro",
                                       engine != nullptr ? engine : fEngine.get());
         fWindow->show();
@@ -96,6 +90,12 @@ protected:
         return child;
     }
 
-    std::unique_ptr<Tavro> fEngine = std::make_unique<Tavro>(WithoutDevices());
+    // Posts to the window and lets it handle what follows.
+    void Post(const Message& message) {
+        fWindow->PostMessage(message);
+        drain();
+    }
+
+    std::unique_ptr<Tavro> fEngine = std::make_unique<Tavro>(noDevices());
     TestTavroWindow* fWindow = nullptr;
 };

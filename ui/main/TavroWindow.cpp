@@ -31,6 +31,7 @@
 #include "engine/TavroFile.h"
 #include "media/ParameterWeb.h"
 #include "scheduler/Scheduler.h"
+#include "ui/Frames.h"
 #include "ui/main/StatusView.h"
 #include "ui/main/WindowMessages.h"
 #include "ui/preview/AudioWindow.h"
@@ -39,17 +40,6 @@
 #include "ui/widgets/PaneSwitch.h"
 
 namespace {
-
-// The settings keep frames as client areas with inclusive edges.
-QRect toQRect(const Rect& frame) {
-    return QRect(QPoint(int(frame.left), int(frame.top)),
-                 QPoint(int(frame.right), int(frame.bottom)));
-}
-
-Rect toRect(const QRect& frame) {
-    return Rect{float(frame.left()), float(frame.top()), float(frame.right()),
-                float(frame.bottom())};
-}
 
 // A frame saved on a screen that is no longer there comes back on the primary screen.
 QRect onScreen(QRect frame) {
@@ -68,6 +58,37 @@ int paneHeight(const QWidget* pane) {
 
 QString utf8(const char* text) {
     return QString::fromUtf8(text);
+}
+
+// An empty pane; its views go into its vertical layout.
+QWidget* newPane(const char* name) {
+    auto* pane = new QWidget;
+    pane->setObjectName(name);
+    new QVBoxLayout(pane);
+    pane->layout()->setContentsMargins(0, 0, 0, 0);
+    return pane;
+}
+
+// A row of `layout` with a pane's switch, posting `what` to `target`, and `title` beside it.
+QHBoxLayout* addSwitchRow(QVBoxLayout* layout, PaneSwitch* paneSwitch, const char* title,
+                          uint32 what, MessageTarget* target) {
+    paneSwitch->SetMessage(Message(what));
+    paneSwitch->SetTarget(target);
+    auto* row = new QHBoxLayout;
+    row->addWidget(paneSwitch);
+    row->addWidget(new QLabel(title));
+    row->addStretch(1);
+    layout->addLayout(row);
+    return row;
+}
+
+// Brings a secondary window to the front; false when it is not open.
+bool activate(QWidget* window) {
+    if (window == nullptr)
+        return false;
+    window->activateWindow();
+    window->raise();
+    return true;
 }
 
 }  // namespace
@@ -142,8 +163,11 @@ void TavroWindow::BuildMenus() {
 
     QMenu* view = menuBar()->addMenu("View");
     fVideoWindowItem = AddMenuItem(view, "Video Input Window", kMsgShowVideo);
-    fVideoSizeMenu = BuildVideoSizeMenu();
-    view->addMenu(fVideoSizeMenu);
+    // The items post to the video window while there is one.
+    VideoWindow::AddSizeItems(view->addMenu("Video Size"), [this](const Message& message) {
+        if (fVideoSizeTarget != nullptr)
+            fVideoSizeTarget->PostMessage(message);
+    });
     view->addSeparator();
     fAudioWindowItem = AddMenuItem(view, "Audio Input Window", kMsgShowAudio);
     // The marks follow the settings through the message table, not Qt's own toggling.
@@ -162,32 +186,6 @@ void TavroWindow::BuildMenus() {
     settings->addSeparator();
     AddMenuItem(settings, utf8("Video Input…"), kMsgVideoSettings);
     AddMenuItem(settings, utf8("Audio Input…"), kMsgAudioSettings);
-}
-
-QMenu* TavroWindow::BuildVideoSizeMenu() {
-    QMenu* menu = new QMenu("Video Size", this);
-    // 50%, 100% and 200% on the digits 0, 1 and 2, so that the natural size is on key 1.
-    float factor = 0.5f;
-    for (int index = 0; index < 3; index++, factor *= 2) {
-        char label[32];
-        std::snprintf(label, sizeof(label), "%ld%% scale", long(factor * 100));
-        QAction* item = menu->addAction(label);
-        item->setShortcut(QKeySequence(Qt::CTRL | Qt::Key(Qt::Key_0 + index)));
-        connect(item, &QAction::triggered, this, [this, factor] {
-            Message message(kMsgResize);
-            message.AddFloat("resize", factor);
-            if (fVideoSizeTarget != nullptr)
-                fVideoSizeTarget->PostMessage(message);
-        });
-    }
-    menu->addSeparator();
-    QAction* fullScreen = menu->addAction("Full screen");
-    fullScreen->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_F));
-    connect(fullScreen, &QAction::triggered, this, [this] {
-        if (fVideoSizeTarget != nullptr)
-            fVideoSizeTarget->PostMessage(kMsgFullScreen);
-    });
-    return menu;
 }
 
 void TavroWindow::BuildBody() {
@@ -254,28 +252,15 @@ void TavroWindow::BuildBody() {
     layout->addWidget(formatBox);
 
     // The TV pane.
-    auto* tvRow = new QHBoxLayout;
     fTVSwitch = new PaneSwitch("tvSwitch");
-    fTVSwitch->SetMessage(Message(kMsgTVPane));
-    fTVSwitch->SetTarget(this);
-    tvRow->addWidget(fTVSwitch);
-    tvRow->addWidget(new QLabel("TV Controls"));
-    tvRow->addStretch(1);
-    layout->addLayout(tvRow);
-    fTVPane = new QWidget;
-    fTVPane->setObjectName("tvPane");
-    new QVBoxLayout(fTVPane);
-    fTVPane->layout()->setContentsMargins(0, 0, 0, 0);
+    addSwitchRow(layout, fTVSwitch, "TV Controls", kMsgTVPane, this);
+    fTVPane = newPane("tvPane");
     layout->addWidget(fTVPane);
 
     // The timer pane.
-    auto* timerRow = new QHBoxLayout;
     fTimerSwitch = new PaneSwitch("timerSwitch");
-    fTimerSwitch->SetMessage(Message(kMsgTimerPane));
-    fTimerSwitch->SetTarget(this);
-    timerRow->addWidget(fTimerSwitch);
-    timerRow->addWidget(new QLabel("Timer Configuration"));
-    timerRow->addStretch(1);
+    QHBoxLayout* timerRow =
+        addSwitchRow(layout, fTimerSwitch, "Timer Configuration", kMsgTimerPane, this);
     fTimerEnabled = new QCheckBox("Timer enabled");
     fTimerEnabled->setObjectName("timerEnabled");
     fTimerEnabled->setChecked(gSettings.timer);
@@ -285,11 +270,7 @@ void TavroWindow::BuildBody() {
         PostMessage(message);
     });
     timerRow->addWidget(fTimerEnabled);
-    layout->addLayout(timerRow);
-    fTimerPane = new QWidget;
-    fTimerPane->setObjectName("timerPane");
-    new QVBoxLayout(fTimerPane);
-    fTimerPane->layout()->setContentsMargins(0, 0, 0, 0);
+    fTimerPane = newPane("timerPane");
     layout->addWidget(fTimerPane);
 
     // Record and Stop, with the status panel beneath.
@@ -308,10 +289,7 @@ void TavroWindow::BuildBody() {
     buttons->addWidget(fStopButton);
     buttons->addStretch(1);
     recordLayout->addLayout(buttons);
-    fStatusPane = new QWidget;
-    fStatusPane->setObjectName("statusPane");
-    new QVBoxLayout(fStatusPane);
-    fStatusPane->layout()->setContentsMargins(0, 0, 0, 0);
+    fStatusPane = newPane("statusPane");
     fStatusView = new StatusView(fEngine, fStatusPane);
     fStatusPane->layout()->addWidget(fStatusView);
     connect(this, &TavroWindow::pulse, fStatusView, &StatusView::WindowPulse);
@@ -326,10 +304,10 @@ void TavroWindow::BuildBody() {
 void TavroWindow::MessageReceived(Message* message) {
     switch (message->what) {
         case kMsgTimerPane:
-            ToggleTimerPane();
+            TogglePane(fTimerPane, fTimerSwitch);
             break;
         case kMsgTVPane:
-            ToggleTVPane();
+            TogglePane(fTVPane, fTVSwitch);
             break;
         case kMsgAudioSettings:
             ShowNodeSettings(false);
@@ -462,33 +440,19 @@ void TavroWindow::dropEvent(QDropEvent* event) {
 
 // #pragma mark - Panes
 
-void TavroWindow::ToggleTimerPane() {
-    if (!fTimerPane->isHidden()) {
-        int delta = fTimerPane->height() + kPaneGap;
-        fTimerPane->hide();
-        ResizeBy(-delta);
-        fTimerSwitch->SetValue(PaneSwitch::kClosed);
-    } else {
-        ResizeBy(paneHeight(fTimerPane) + kPaneGap);
-        fTimerPane->show();
-        fTimerSwitch->SetValue(PaneSwitch::kOpen);
-    }
-    fTimerSwitch->update();
-}
-
-void TavroWindow::ToggleTVPane() {
+void TavroWindow::TogglePane(QWidget* pane, PaneSwitch* paneSwitch) {
     // The layout moves the lower panes with the window's new height.
-    if (!fTVPane->isHidden()) {
-        int delta = fTVPane->height() + kPaneGap;
-        fTVPane->hide();
+    if (!pane->isHidden()) {
+        int delta = pane->height() + kPaneGap;
+        pane->hide();
         ResizeBy(-delta);
-        fTVSwitch->SetValue(PaneSwitch::kClosed);
+        paneSwitch->SetValue(PaneSwitch::kClosed);
     } else {
-        ResizeBy(paneHeight(fTVPane) + kPaneGap);
-        fTVPane->show();
-        fTVSwitch->SetValue(PaneSwitch::kOpen);
+        ResizeBy(paneHeight(pane) + kPaneGap);
+        pane->show();
+        paneSwitch->SetValue(PaneSwitch::kOpen);
     }
-    fTVSwitch->update();
+    paneSwitch->update();
 }
 
 void TavroWindow::ResizeBy(int delta) {
@@ -515,9 +479,7 @@ QWidget* TavroWindow::CreateAboutWindow() {
 }
 
 void TavroWindow::ShowFormatWindow(const Message* message) {
-    if (fFormatWindow != nullptr) {
-        fFormatWindow->activateWindow();
-        fFormatWindow->raise();
+    if (activate(fFormatWindow)) {
         int32 index;
         if (message->FindInt32("index", &index) == B_OK) {
             if (auto* editor = dynamic_cast<MessageTarget*>(fFormatWindow.data())) {
@@ -534,11 +496,8 @@ void TavroWindow::ShowFormatWindow(const Message* message) {
 }
 
 void TavroWindow::ShowProfileWindow() {
-    if (fProfileWindow != nullptr) {
-        fProfileWindow->activateWindow();
-        fProfileWindow->raise();
+    if (activate(fProfileWindow))
         return;
-    }
     fProfileWindow = CreateProfileWindow();
     if (fProfileWindow != nullptr)
         fProfileWindow->show();
@@ -546,11 +505,8 @@ void TavroWindow::ShowProfileWindow() {
 
 void TavroWindow::ShowNodeSettings(bool video) {
     QPointer<QWidget>& window = video ? fVideoSettingsWindow : fAudioSettingsWindow;
-    if (window != nullptr) {
-        window->activateWindow();
-        window->raise();
+    if (activate(window))
         return;
-    }
     std::unique_ptr<ParameterWeb> web =
         video ? fEngine->GetVideoInputParameters() : fEngine->GetAudioInputParameters();
     if (web == nullptr)

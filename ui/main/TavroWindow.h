@@ -113,12 +113,11 @@ protected:
 private:
     void BuildMenus();
     void BuildBody();
-    QMenu* BuildVideoSizeMenu();
     QAction* AddMenuItem(QMenu* menu, const QString& label, uint32 what,
                          const QKeySequence& shortcut = {});
 
-    void ToggleTimerPane();
-    void ToggleTVPane();
+    // Opens a closed pane and closes an open one, with the window's height and the switch.
+    void TogglePane(QWidget* pane, PaneSwitch* paneSwitch);
     // Grows (delta > 0) or shrinks the window's fixed height.
     void ResizeBy(int delta);
 
@@ -182,7 +181,6 @@ private:
     QFileDialog* fSavePanel = nullptr;
     QTimer* fPulse = nullptr;
 
-    QMenu* fVideoSizeMenu = nullptr;
     QAction* fVideoWindowItem = nullptr;
     QAction* fAudioWindowItem = nullptr;
     MessageTarget* fVideoSizeTarget = nullptr;

@@ -5,7 +5,6 @@
 
 namespace {
 
-const char* const kDisabledText = "<could not connect to audio input>";
 // Enough for a block of 4096 stereo frames without a reallocation.
 constexpr size_t kReservedSamples = 8192;
 
@@ -28,10 +27,9 @@ QRect inclusive(int left, int top, int right, int bottom) {
 }  // namespace
 
 AudioView::AudioView(QWidget* parent)
-    : QWidget(parent),
+    : PreviewView("<could not connect to audio input>", parent),
       fLeftStrip(kBinCount, 1, QImage::Format_RGB32),
       fRightStrip(kBinCount, 1, QImage::Format_RGB32) {
-    setAttribute(Qt::WA_OpaquePaintEvent);
     fCounted.reserve(kReservedSamples);
     fBlock.reserve(kReservedSamples);
 }
@@ -48,11 +46,6 @@ void AudioView::AudioBlockReceived(const int16* samples, size_t count) {
 
 void AudioView::SetChannelCount(int32 channels) {
     fChannelCount.store(channels);
-}
-
-void AudioView::SetEnabled(bool enabled) {
-    fEnabled.store(enabled);
-    QMetaObject::invokeMethod(this, qOverload<>(&QWidget::update), Qt::QueuedConnection);
 }
 
 void AudioView::Pulse() {
@@ -85,14 +78,8 @@ void AudioView::Pulse() {
 
 void AudioView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    if (!fEnabled.load()) {
-        painter.fillRect(rect(), palette().color(QPalette::Window));
-        painter.setPen(Qt::black);
-        const QFontMetrics metrics(font());
-        painter.drawText((width() - metrics.horizontalAdvance(kDisabledText)) / 2,
-                         (height() - 5) / 2, kDisabledText);
+    if (PaintNotice(painter))
         return;
-    }
 
     auto* left = reinterpret_cast<uint32*>(fLeftStrip.bits());
     auto* right = reinterpret_cast<uint32*>(fRightStrip.bits());

@@ -11,14 +11,14 @@
 // When the input could not be connected the view shows "<could not connect to audio input>".
 
 #include <QImage>
-#include <QWidget>
 #include <atomic>
 #include <mutex>
 #include <vector>
 
 #include "engine/PreviewSinks.h"
+#include "ui/preview/PreviewView.h"
 
-class AudioView : public QWidget, public AudioBlockSink {
+class AudioView : public PreviewView, public AudioBlockSink {
     Q_OBJECT
 
 public:
@@ -30,8 +30,7 @@ public:
     // Any thread; the block is copied.
     void AudioBlockReceived(const int16* samples, size_t count) override;
     void SetChannelCount(int32 channels) override;
-    void SetEnabled(bool enabled) override;
-    bool IsEnabled() const { return fEnabled.load(); }
+    void SetEnabled(bool enabled) override { StoreEnabled(enabled); }
 
     // GUI thread: the histogram step; nothing until a block has been received.
     void Pulse();
@@ -60,5 +59,4 @@ private:
     bool fReceived = false;
 
     std::atomic<int32> fChannelCount{2};
-    std::atomic<bool> fEnabled{true};
 };

@@ -5,6 +5,20 @@
 #include "ui/preview/VideoView.h"
 #include "ui/preview/VideoWindow.h"
 
+namespace {
+
+// The view of the window, made and shown first when there is none.
+template <typename Window>
+auto* openWindow(QPointer<Window>& window, const Rect& frame, const char* title, Tavro* engine) {
+    if (window.isNull()) {
+        window = new Window(frame, title, engine);
+        window->show();
+    }
+    return window->View();
+}
+
+}  // namespace
+
 PreviewWindowHost::PreviewWindowHost(Tavro* engine) : fEngine(engine) {}
 
 PreviewWindowHost::~PreviewWindowHost() {
@@ -13,11 +27,7 @@ PreviewWindowHost::~PreviewWindowHost() {
 }
 
 VideoFrameSink* PreviewWindowHost::OpenVideoWindow(const Rect& frame) {
-    if (fVideoWindow.isNull()) {
-        fVideoWindow = new VideoWindow(frame, "Tavro - Video In", fEngine);
-        fVideoWindow->show();
-    }
-    return fVideoWindow->View();
+    return openWindow(fVideoWindow, frame, "Tavro - Video In", fEngine);
 }
 
 // Deleted at once rather than by a deferred close: the engine forgets the sink now.
@@ -26,11 +36,7 @@ void PreviewWindowHost::CloseVideoWindow() {
 }
 
 AudioBlockSink* PreviewWindowHost::OpenAudioWindow(const Rect& frame) {
-    if (fAudioWindow.isNull()) {
-        fAudioWindow = new AudioWindow(frame, "Tavro - Audio In", fEngine);
-        fAudioWindow->show();
-    }
-    return fAudioWindow->View();
+    return openWindow(fAudioWindow, frame, "Tavro - Audio In", fEngine);
 }
 
 void PreviewWindowHost::CloseAudioWindow() {

@@ -10,16 +10,7 @@
 
 #include "ui/preview/VideoWindow.h"
 
-namespace {
-
-const char* const kDisabledText = "<could not connect to video input>";
-
-}  // namespace
-
-VideoView::VideoView(QWidget* parent) : QWidget(parent) {
-    // The picture (or the notice on its background) covers every pixel.
-    setAttribute(Qt::WA_OpaquePaintEvent);
-}
+VideoView::VideoView(QWidget* parent) : PreviewView("<could not connect to video input>", parent) {}
 
 VideoView::~VideoView() = default;
 
@@ -89,21 +80,10 @@ void VideoView::PostRepaint() {
         Qt::QueuedConnection);
 }
 
-void VideoView::SetEnabled(bool enabled) {
-    fEnabled.store(enabled);
-    QMetaObject::invokeMethod(this, qOverload<>(&QWidget::update), Qt::QueuedConnection);
-}
-
 void VideoView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    if (!fEnabled.load()) {
-        painter.fillRect(rect(), palette().color(QPalette::Window));
-        painter.setPen(Qt::black);
-        const QFontMetrics metrics(font());
-        painter.drawText((width() - metrics.horizontalAdvance(kDisabledText)) / 2,
-                         (height() - 5) / 2, kDisabledText);
+    if (PaintNotice(painter))
         return;
-    }
     {
         std::lock_guard<std::timed_mutex> lock(fFrameLock);
         if (fFresh) {

@@ -9,13 +9,13 @@
 // A secondary click opens the scale and full-screen menu; a primary click leaves full screen.
 
 #include <QImage>
-#include <QWidget>
 #include <atomic>
 #include <mutex>
 
 #include "engine/PreviewSinks.h"
+#include "ui/preview/PreviewView.h"
 
-class VideoView : public QWidget, public VideoFrameSink {
+class VideoView : public PreviewView, public VideoFrameSink {
     Q_OBJECT
 
 public:
@@ -25,8 +25,7 @@ public:
     // Any thread.
     bool CanDraw(color_space space) const override;
     bool PresentFrame(const VideoFrame& frame, bigtime_t timeout) override;
-    void SetEnabled(bool enabled) override;
-    bool IsEnabled() const { return fEnabled.load(); }
+    void SetEnabled(bool enabled) override { StoreEnabled(enabled); }
 
     // GUI thread: the capture time of the frame drawn last; 0 before the first.
     bigtime_t ShownFrameTime() const { return fShownTime; }
@@ -42,7 +41,6 @@ private:
     void PostRepaint();
     void ShowMenu(const QPoint& globalPosition);
 
-    std::atomic<bool> fEnabled{true};
     // Set by the node when it asks for a repaint, cleared on the GUI thread when that repaint
     // request is taken: at most one request is queued however many frames arrive.
     std::atomic<bool> fRepaintPosted{false};

@@ -4,36 +4,16 @@
 #include <QEvent>
 #include <QMenu>
 #include <QScreen>
-#include <QVBoxLayout>
 
 #include "app/TavroSettings.h"
 #include "engine/Tavro.h"
+#include "ui/Frames.h"
 #include "ui/preview/VideoView.h"
-
-namespace {
-
-QRect toQRect(const Rect& frame) {
-    return QRect(int(frame.left), int(frame.top), int(frame.right - frame.left) + 1,
-                 int(frame.bottom - frame.top) + 1);
-}
-
-Rect toRect(const QRect& rect) {
-    return Rect{float(rect.left()), float(rect.top()), float(rect.left() + rect.width() - 1),
-                float(rect.top() + rect.height() - 1)};
-}
-
-}  // namespace
 
 VideoWindow::VideoWindow(const Rect& frame, const char* title, Tavro* engine)
     : QWidget(nullptr), Looper(this), fEngine(engine), fRestoreFrame(frame) {
-    setWindowTitle(QString::fromUtf8(title));
-    setAttribute(Qt::WA_DeleteOnClose);
-
     fView = new VideoView(this);
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(fView);
-
+    fillPreviewWindow(this, title, fView);
     SetClientFrame(frame);
     if (frame == ScreenFrame()) {
         Rect bounds = fEngine->Bounds();

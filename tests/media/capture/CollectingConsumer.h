@@ -1,7 +1,8 @@
 #pragma once
-// A consumer for tests: one input of the type given, takes any format of that type, keeps a
-// copy of every buffer it receives (header, bytes, whether the buffer was one of its own) and
-// lets the test wait for a number of them. It can hand its own buffer group to the producer.
+// Capture test helpers. A consumer for tests: one input of the type given, takes any format of that
+// type, keeps a copy of every buffer it receives (header, bytes, whether the buffer was one of its
+// own) and lets the test wait for a number of them. It can hand its own buffer group to the
+// producer.
 
 #include <condition_variable>
 #include <cstring>
@@ -157,4 +158,14 @@ inline status_t connectNodes(MediaProducer* producer, CollectingConsumer* consum
         return status != B_OK ? status : B_MEDIA_BAD_SOURCE;
     media_input input = consumer->Input();
     return Connect(output.source, input.destination, format, &output, &input);
+}
+
+// Raw video of `space` at width x height; everything else a wildcard.
+inline media_format rawVideo(color_space space, uint32 width, uint32 height) {
+    media_format format;
+    format.type = B_MEDIA_RAW_VIDEO;
+    format.raw_video.display.format = space;
+    format.raw_video.display.line_width = width;
+    format.raw_video.display.line_count = height;
+    return format;
 }

@@ -4,51 +4,15 @@
 #include <gtest/gtest.h>
 
 #include "media/roster/MediaRoster.h"
-#include "media/roster/SystemDeviceBackend.h"
 #include "media/testsignal/TestPictureProducer.h"
 #include "media/testsignal/TestToneProducer.h"
-#include "media/v4l2/FakeBt848.h"
 #include "media/v4l2/V4L2Producer.h"
+#include "tests/media/capture/FakeDevices.h"
 
 namespace {
 
-// Video from the fake Bt848 through the real V4L2 listing; audio inputs as the test says,
-// each failing to open with B_DEV_NOT_READY; no sound output.
-class TestBackend : public DeviceBackend {
-public:
-    TestBackend(FakeBt848* card, std::vector<std::string> audioIds)
-        : fVideo(card, card != nullptr ? std::vector<std::string>{"/dev/video0"}
-                                       : std::vector<std::string>{"/dev/none"}),
-          fCard(card),
-          fAudioIds(std::move(audioIds)) {}
-
-    std::vector<MediaDevice> VideoInputs() override {
-        return fCard != nullptr ? fVideo.VideoInputs() : std::vector<MediaDevice>{};
-    }
-    std::vector<MediaDevice> AudioInputs() override {
-        std::vector<MediaDevice> devices;
-        for (const std::string& id : fAudioIds)
-            devices.push_back({DeviceKind::AudioInput, id, "Card " + id, false});
-        return devices;
-    }
-    std::vector<MediaDevice> AudioOutputs(const std::string&) override { return {}; }
-    status_t MakeInput(const MediaDevice& device, std::shared_ptr<MediaProducer>* node) override {
-        if (device.kind == DeviceKind::VideoInput)
-            return fVideo.MakeInput(device, node);
-        return B_DEV_NOT_READY;
-    }
-    status_t MakeOutput(const MediaDevice&, std::shared_ptr<MediaNode>*) override {
-        return B_DEV_NOT_READY;
-    }
-
-private:
-    SystemDeviceBackend fVideo;
-    FakeBt848* fCard;
-    std::vector<std::string> fAudioIds;
-};
-
 std::unique_ptr<DeviceBackend> backend(FakeBt848* card, std::vector<std::string> audio = {}) {
-    return std::make_unique<TestBackend>(card, std::move(audio));
+    return std::make_unique<CardBackend>(card, std::move(audio));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <set>
@@ -12,19 +13,11 @@
 #include "media/v4l2/V4L2DeviceList.h"
 #include "media/v4l2/V4L2Producer.h"
 #include "support/Clock.h"
+#include "support/MessageQueue.h"
 
 namespace {
 
 constexpr bigtime_t kWait = 5000000;  // generous: the test machine may be busy
-
-media_format videoFormat(color_space space, uint32 width, uint32 height) {
-    media_format format;
-    format.type = B_MEDIA_RAW_VIDEO;
-    format.raw_video.display.format = space;
-    format.raw_video.display.line_width = width;
-    format.raw_video.display.line_count = height;
-    return format;
-}
 
 int32 readInt(MediaParameter* parameter) {
     int32 value = -1;
@@ -74,7 +67,7 @@ TEST_F(V4L2CaptureTest, OnlyGrayDeviceConnectsAfterTheOtherColourSpacesAreRefuse
     std::vector<status_t> results;
     media_format connected;
     for (color_space space : order) {
-        connected = videoFormat(space, 320, 240);
+        connected = rawVideo(space, 320, 240);
         results.push_back(connectNodes(&producer, &consumer, &connected));
         if (results.back() == B_OK)
             break;
@@ -94,7 +87,7 @@ TEST_F(V4L2CaptureTest, ConnectedSizeIsTheOneTheDeviceAdjustedTo) {
     V4L2Producer producer(fDevice, "/dev/video0");
     CollectingConsumer consumer(B_MEDIA_RAW_VIDEO);
 
-    media_format tooBig = videoFormat(B_RGB32, 1920, 1080);
+    media_format tooBig = rawVideo(B_RGB32, 1920, 1080);
     ASSERT_EQ(connectNodes(&producer, &consumer, &tooBig), B_OK);
     EXPECT_EQ(tooBig.raw_video.display.line_width, 768u);
     EXPECT_EQ(tooBig.raw_video.display.line_count, 576u);
@@ -104,7 +97,7 @@ TEST_F(V4L2CaptureTest, ConnectedSizeIsTheOneTheDeviceAdjustedTo) {
     EXPECT_EQ(consumer.Input().format.raw_video.display.line_width, 768u);
     ASSERT_EQ(Disconnect(producer.Output().source, consumer.Input().destination), B_OK);
 
-    media_format odd = videoFormat(B_YCbCr422, 321, 241);
+    media_format odd = rawVideo(B_YCbCr422, 321, 241);
     ASSERT_EQ(connectNodes(&producer, &consumer, &odd), B_OK);
     EXPECT_EQ(odd.raw_video.display.line_width, fDevice.Format().width);
     EXPECT_EQ(odd.raw_video.display.line_width, 320u);
@@ -132,79 +125,66 @@ void expectFramesInOrder(const std::vector<ReceivedBuffer>& buffers, size_t fram
     }
 }
 
-TEST_F(V4L2CaptureTest, UserPointersDeliverFramesInTheConsumersOwnBuffers) {
-    V4L2Producer producer(fDevice, "/dev/video0");
-    CollectingConsumer consumer(B_MEDIA_RAW_VIDEO);
-    media_format format = videoFormat(B_YCbCr422, 320, 240);
-    ASSERT_EQ(connectNodes(&producer, &consumer, &format), B_OK);
+// USERPTR captures straight into the consumer's own buffers; MMAP copies each frame once, into
+// the consumer's buffers or, when it has none, the producer's own.
+TEST(V4L2MemoryModes, EveryModeDeliversTheFramesInOrderAndFreesTheDriversBuffers) {
     const size_t frameSize = 320 * 240 * 2;
-    ASSERT_EQ(SetOutputBuffersFor(producer.Output().source, consumer.Input().destination,
-                                  consumer.MakeGroup(frameSize, 4)),
-              B_OK);
-    consumer.Start(system_time());
-    producer.Start(system_time());
-    ASSERT_GE(consumer.WaitForBuffers(12, kWait), 12u);
-    EXPECT_EQ(fDevice.Memory(), V4L2_MEMORY_USERPTR);
-    EXPECT_EQ(producer.BufferMemory(), V4L2Device::Memory::UserPointer);
-    producer.Stop(0, true);
+    const struct {
+        bool userPtrSupported;
+        bool consumerBuffers;
+        v4l2_memory memory;
+    } modes[] = {{true, true, V4L2_MEMORY_USERPTR},
+                 {false, true, V4L2_MEMORY_MMAP},
+                 {true, false, V4L2_MEMORY_MMAP}};
+    for (const auto& mode : modes) {
+        SCOPED_TRACE(std::to_string(mode.memory) + (mode.consumerBuffers ? " own" : ""));
+        FakeBt848 device;
+        device.SetFrameInterval(4000);
+        device.SetUserPtrSupported(mode.userPtrSupported);
+        V4L2Producer producer(device, "/dev/video0");
+        CollectingConsumer consumer(B_MEDIA_RAW_VIDEO);
+        media_format format = rawVideo(B_YCbCr422, 320, 240);
+        ASSERT_EQ(connectNodes(&producer, &consumer, &format), B_OK);
+        if (mode.consumerBuffers) {
+            ASSERT_EQ(SetOutputBuffersFor(producer.Output().source, consumer.Input().destination,
+                                          consumer.MakeGroup(frameSize, 4)),
+                      B_OK);
+        }
+        consumer.Start(system_time());
+        producer.Start(system_time());
+        ASSERT_GE(consumer.WaitForBuffers(12, kWait), 12u);
+        EXPECT_EQ(device.Memory(), mode.memory);
+        EXPECT_EQ(device.Mappings() > 0, mode.memory == V4L2_MEMORY_MMAP);
+        producer.Stop(0, true);
 
-    std::vector<ReceivedBuffer> buffers = consumer.Buffers();
-    for (const ReceivedBuffer& buffer : buffers) {
-        EXPECT_TRUE(buffer.own);
-        EXPECT_EQ(buffer.header.flags & B_MEDIA_BUFFER_COPIED, 0u);
+        const std::vector<ReceivedBuffer> buffers = consumer.Buffers();
+        for (const ReceivedBuffer& buffer : buffers) {
+            EXPECT_EQ(buffer.own, mode.consumerBuffers);
+            if (mode.consumerBuffers) {
+                EXPECT_EQ((buffer.header.flags & B_MEDIA_BUFFER_COPIED) != 0,
+                          mode.memory == V4L2_MEMORY_MMAP);
+            }
+        }
+        expectFramesInOrder(buffers, frameSize);
+        // A stop gives every buffer back to the driver's side and frees the user pointers.
+        EXPECT_FALSE(device.IsStreaming());
+        if (mode.memory == V4L2_MEMORY_USERPTR) {
+            EXPECT_EQ(device.AllocatedBuffers(), 0u);
+        }
+        ASSERT_EQ(Disconnect(producer.Output().source, consumer.Input().destination), B_OK);
+        EXPECT_EQ(device.Mappings(), 0);
+        EXPECT_EQ(device.AllocatedBuffers(), 0u);
     }
-    expectFramesInOrder(buffers, frameSize);
-    // A stop gives every buffer back to the driver's side and frees them there.
-    EXPECT_FALSE(fDevice.IsStreaming());
-    EXPECT_EQ(fDevice.AllocatedBuffers(), 0u);
 }
 
-TEST_F(V4L2CaptureTest, MappedBuffersAreCopiedOnceIntoTheConsumersBuffers) {
-    fDevice.SetUserPtrSupported(false);
-    V4L2Producer producer(fDevice, "/dev/video0");
-    CollectingConsumer consumer(B_MEDIA_RAW_VIDEO);
-    media_format format = videoFormat(B_YCbCr422, 320, 240);
-    ASSERT_EQ(connectNodes(&producer, &consumer, &format), B_OK);
-    const size_t frameSize = 320 * 240 * 2;
-    ASSERT_EQ(SetOutputBuffersFor(producer.Output().source, consumer.Input().destination,
-                                  consumer.MakeGroup(frameSize, 4)),
-              B_OK);
-    consumer.Start(system_time());
-    producer.Start(system_time());
-    ASSERT_GE(consumer.WaitForBuffers(12, kWait), 12u);
-    EXPECT_EQ(fDevice.Memory(), V4L2_MEMORY_MMAP);
-    EXPECT_GT(fDevice.Mappings(), 0);
-
-    std::vector<ReceivedBuffer> buffers = consumer.Buffers();
-    for (const ReceivedBuffer& buffer : buffers) {
-        EXPECT_TRUE(buffer.own);
-        EXPECT_NE(buffer.header.flags & B_MEDIA_BUFFER_COPIED, 0u);
-    }
-    expectFramesInOrder(buffers, frameSize);
-
-    ASSERT_EQ(Disconnect(producer.Output().source, consumer.Input().destination), B_OK);
-    EXPECT_EQ(fDevice.Mappings(), 0);
-    EXPECT_EQ(fDevice.AllocatedBuffers(), 0u);
-}
-
-TEST_F(V4L2CaptureTest, WithoutConsumerBuffersFramesComeInTheProducersOwn) {
-    V4L2Producer producer(fDevice, "/dev/video0");
-    CollectingConsumer consumer(B_MEDIA_RAW_VIDEO);
-    media_format format = videoFormat(B_YCbCr422, 320, 240);
-    ASSERT_EQ(connectNodes(&producer, &consumer, &format), B_OK);
-    consumer.Start(system_time());
-    producer.Start(system_time());
-    ASSERT_GE(consumer.WaitForBuffers(5, kWait), 5u);
-    EXPECT_EQ(fDevice.Memory(), V4L2_MEMORY_MMAP);
-    for (const ReceivedBuffer& buffer : consumer.Buffers())
-        EXPECT_FALSE(buffer.own);
-    expectFramesInOrder(consumer.Buffers(), 320 * 240 * 2);
-}
-
+// The error reaches the consumer after the last buffer and the notification target as
+// kMsgStreamEnded.
 TEST_F(V4L2CaptureTest, VanishedDeviceEndsTheStreamWithNoDeviceError) {
+    MessageQueue notifications;  // outlives the producer's capture thread
     V4L2Producer producer(fDevice, "/dev/video0");
+    producer.SetNotificationTarget(&notifications);
     CollectingConsumer consumer(B_MEDIA_RAW_VIDEO);
-    media_format format = videoFormat(B_RGB24, 320, 240);
+    media_format format = rawVideo(B_RGB24, 320, 240);
     ASSERT_EQ(connectNodes(&producer, &consumer, &format), B_OK);
     fDevice.VanishAfter(3);
     consumer.Start(system_time());
@@ -217,6 +197,10 @@ TEST_F(V4L2CaptureTest, VanishedDeviceEndsTheStreamWithNoDeviceError) {
     std::vector<std::string> events = consumer.Events();
     ASSERT_FALSE(events.empty());
     EXPECT_EQ(events.back(), "status");
+    Message message;
+    ASSERT_EQ(notifications.NextMessage(&message, 1000000), B_OK);
+    EXPECT_EQ(message.what, kMsgStreamEnded);
+    EXPECT_EQ(message.GetInt32("status", 0), B_DEV_NOT_READY);
     // The node stays usable: stopping and quitting do not hang on the dead device.
     EXPECT_EQ(producer.Stop(0, true), B_OK);
 }
@@ -314,28 +298,18 @@ TEST_F(V4L2CaptureTest, PictureControlsMapOntoTheDriversRange) {
     MediaParameter* brightness = web->ParameterWithID(18);
     MediaParameter* contrast = web->ParameterWithID(19);
 
+    // -100..100 onto the driver's range: the middle lands on its step nearest the middle;
+    // values out of range are clamped, never passed on raw.
+    const std::pair<float, int32> mapping[] = {
+        {100, 0xff00}, {-100, 0}, {0, 0x8000}, {1e9f, 0xff00}};
+    for (auto [value, written] : mapping) {
+        ASSERT_EQ(brightness->SetValue(&value, sizeof(value), 0), B_OK);
+        EXPECT_EQ(fDevice.ControlValue(V4L2_CID_BRIGHTNESS), written) << value;
+        EXPECT_NEAR(readFloat(brightness), std::clamp(value, -100.0f, 100.0f), 1) << value;
+    }
     float full = 100;
-    ASSERT_EQ(brightness->SetValue(&full, sizeof(full), 0), B_OK);
-    EXPECT_EQ(fDevice.ControlValue(V4L2_CID_BRIGHTNESS), 0xff00);
-    EXPECT_FLOAT_EQ(readFloat(brightness), 100);
     ASSERT_EQ(contrast->SetValue(&full, sizeof(full), 0), B_OK);
     EXPECT_EQ(fDevice.ControlValue(V4L2_CID_CONTRAST), 0xff80);
-
-    float none = -100;
-    ASSERT_EQ(brightness->SetValue(&none, sizeof(none), 0), B_OK);
-    EXPECT_EQ(fDevice.ControlValue(V4L2_CID_BRIGHTNESS), 0);
-    EXPECT_FLOAT_EQ(readFloat(brightness), -100);
-
-    // The middle lands on the driver's step nearest the middle of its range.
-    float middle = 0;
-    ASSERT_EQ(brightness->SetValue(&middle, sizeof(middle), 0), B_OK);
-    EXPECT_EQ(fDevice.ControlValue(V4L2_CID_BRIGHTNESS), 0x8000);
-    EXPECT_NEAR(readFloat(brightness), 0, 1);
-
-    // Out-of-range and non-numbers are clamped or refused, never passed on raw.
-    float beyond = 1e9f;
-    ASSERT_EQ(brightness->SetValue(&beyond, sizeof(beyond), 0), B_OK);
-    EXPECT_EQ(fDevice.ControlValue(V4L2_CID_BRIGHTNESS), 0xff00);
     float nan = std::nanf("");
     EXPECT_EQ(brightness->SetValue(&nan, sizeof(nan), 0), B_BAD_VALUE);
     char shortValue = 1;
@@ -353,7 +327,7 @@ TEST_F(V4L2CaptureTest, PictureControlsMapOntoTheDriversRange) {
 TEST_F(V4L2CaptureTest, StandardChangeWhileStreamingRestartsWithTheNewSize) {
     V4L2Producer producer(fDevice, "/dev/video0");
     CollectingConsumer consumer(B_MEDIA_RAW_VIDEO);
-    media_format format = videoFormat(B_GRAY8, 768, 576);
+    media_format format = rawVideo(B_GRAY8, 768, 576);
     ASSERT_EQ(connectNodes(&producer, &consumer, &format), B_OK);
     ASSERT_EQ(SetOutputBuffersFor(producer.Output().source, consumer.Input().destination,
                                   consumer.MakeGroup(768 * 576, 4)),
@@ -389,7 +363,7 @@ TEST(V4L2DeviceListTest, MissingDeviceGivesAnErrorNotACrash) {
     EXPECT_EQ(producer.InitCheck(), B_ENTRY_NOT_FOUND);
     EXPECT_EQ(producer.GetParameterWeb(), nullptr);
     CollectingConsumer consumer(B_MEDIA_RAW_VIDEO);
-    media_format format = videoFormat(B_RGB32, 320, 240);
+    media_format format = rawVideo(B_RGB32, 320, 240);
     EXPECT_NE(connectNodes(&producer, &consumer, &format), B_OK);
 }
 

@@ -27,6 +27,15 @@ struct RoundTrip {
 
 class MediaFileRoundTrip : public testing::TestWithParam<RoundTrip> {};
 
+// A test name from `text`: every character that is not a letter or digit becomes '_'.
+std::string testName(std::string text) {
+    for (char& c : text) {
+        if (!std::isalnum(static_cast<unsigned char>(c)))
+            c = '_';
+    }
+    return text;
+}
+
 int64 fileSize(const std::string& path) {
     std::error_code error;
     auto size = std::filesystem::file_size(path, error);
@@ -90,13 +99,8 @@ INSTANTIATE_TEST_SUITE_P(
                     RoundTrip{"mp4", "libx264", "aac", "mp4", "h264", "aac", 25, false},
                     RoundTrip{"mov", "mjpeg", "raw-audio", "mov", "mjpeg", "pcm_s16le", 25, true}),
     [](const testing::TestParamInfo<RoundTrip>& info) {
-        std::string name = std::string(info.param.fileFormat) + "_" + info.param.videoEncoder +
-                           "_" + info.param.audioEncoder;
-        for (char& c : name) {
-            if (!std::isalnum(static_cast<unsigned char>(c)))
-                c = '_';
-        }
-        return name;
+        return testName(std::string(info.param.fileFormat) + "_" + info.param.videoEncoder + "_" +
+                        info.param.audioEncoder);
     });
 
 // ---------------------------------------------------------------------------------------------
@@ -161,34 +165,35 @@ std::vector<ColourCase> colourCases() {
 
 INSTANTIATE_TEST_SUITE_P(AllSpaces, MediaFileColourSpace, testing::ValuesIn(colourCases()),
                          [](const testing::TestParamInfo<ColourCase>& info) {
-                             std::string name = colorSpaceName(info.param.space);
-                             name += std::string("_") + info.param.fileFormat + "_" +
-                                     info.param.encoder;
-                             for (char& c : name) {
-                                 if (!std::isalnum(static_cast<unsigned char>(c)))
-                                     c = '_';
-                             }
-                             return name;
+                             return testName(std::string(colorSpaceName(info.param.space)) + "_" +
+                                             info.param.fileFormat + "_" + info.param.encoder);
                          });
 
 // ---------------------------------------------------------------------------------------------
 
 namespace {
 
-int64 sizeAtQuality(const char* encoder, float quality, bool setQuality = true) {
+struct Written {
+    int64 size = -1;
+    int64 keyFrames = -1;
+};
+
+Written writeWithSetup(const char* fileFormat, const char* encoder, const TrackSetup& setup) {
     Recording recording;
+    recording.fileFormat = fileFormat;
     recording.videoEncoder = encoder;
     recording.textured = true;
-    recording.frames = 8;
-    std::string path = temporaryPath("avi");
-    status_t status = writeMovie(path, recording, [&](MediaTrack* video, MediaTrack*) {
-        if (setQuality) {
-            EXPECT_EQ(video->SetQuality(quality), B_OK);
-        }
-    });
-    int64 size = status == B_OK ? fileSize(path) : -1;
+    recording.frames = 12;
+    std::string path = temporaryPath("out");
+    Written written;
+    if (writeMovie(path, recording, setup) == B_OK) {
+        written.size = fileSize(path);
+        MovieSummary movie = readMovie(path);
+        if (movie.Video() != nullptr)
+            written.keyFrames = movie.Video()->keyFrames;
+    }
     std::remove(path.c_str());
-    return size;
+    return written;
 }
 
 MediaParameter* parameterNamed(ParameterWeb* web, const char* name) {
@@ -197,6 +202,17 @@ MediaParameter* parameterNamed(ParameterWeb* web, const char* name) {
             return web->ParameterAt(i);
     }
     return nullptr;
+}
+
+// The size of a file in `encoder` at `quality`; a negative quality sets none.
+int64 sizeAtQuality(const char* encoder, float quality) {
+    return writeWithSetup("avi", encoder,
+                          [&](MediaTrack* video, MediaTrack*) {
+                              if (quality >= 0) {
+                                  EXPECT_EQ(video->SetQuality(quality), B_OK);
+                              }
+                          })
+        .size;
 }
 
 }  // namespace
@@ -212,7 +228,7 @@ TEST(MediaFileQuality, HigherQualityGivesLargerFiles) {
 
 TEST(MediaFileQuality, ZeroLeavesTheEncoderDefaults) {
     // mpeg4's default is its bit rate, not a fixed quantiser: the file comes out the same.
-    EXPECT_EQ(sizeAtQuality("mpeg4", 0.0f), sizeAtQuality("mpeg4", 0.0f, false));
+    EXPECT_EQ(sizeAtQuality("mpeg4", 0.0f), sizeAtQuality("mpeg4", -1));
     EXPECT_NE(sizeAtQuality("mpeg4", 0.0f), sizeAtQuality("mpeg4", 0.5f));
 }
 
@@ -249,27 +265,23 @@ TEST(MediaFileQuality, RefusesValuesOutsideTheRangeAndChangesAfterTheHeader) {
 
 namespace {
 
-struct Written {
-    int64 size = -1;
-    int64 keyFrames = -1;
-};
-
-Written writeWithSetup(const char* fileFormat, const char* encoder, const TrackSetup& setup) {
-    Recording recording;
-    recording.fileFormat = fileFormat;
-    recording.videoEncoder = encoder;
-    recording.textured = true;
-    recording.frames = 12;
-    std::string path = temporaryPath("mkv");
-    Written written;
-    if (writeMovie(path, recording, setup) == B_OK) {
-        written.size = fileSize(path);
-        MovieSummary movie = readMovie(path);
-        if (movie.Video() != nullptr)
-            written.keyFrames = movie.Video()->keyFrames;
-    }
-    std::remove(path.c_str());
-    return written;
+// A file written with `change` and a snapshot of its track's web taken, and one with only the
+// snapshot applied, last to first: the two come out alike.
+void expectSnapshotReproduces(const char* encoder, const TrackSetup& change) {
+    ParameterList snapshot;
+    const Written copied = writeWithSetup("matroska", encoder, [&](MediaTrack* video, MediaTrack*) {
+        change(video, nullptr);
+        updateParameters(&snapshot, video->Web());
+    });
+    ASSERT_FALSE(snapshot.empty());
+    const Written replayed =
+        writeWithSetup("matroska", encoder, [&](MediaTrack* video, MediaTrack*) {
+            for (auto it = snapshot.rbegin(); it != snapshot.rend(); ++it)
+                video->SetParameterValue((*it)->id, (*it)->data, size_t((*it)->size));
+        });
+    EXPECT_EQ(replayed.size, copied.size);
+    EXPECT_EQ(replayed.keyFrames, copied.keyFrames);
+    deleteParameters(&snapshot);
 }
 
 }  // namespace
@@ -326,55 +338,32 @@ TEST(MediaTrackParameters, WebDescribesTheEncoderOptionsWithStableIds) {
 }
 
 TEST(MediaTrackParameters, GopSizeChangesTheFileAndSnapshotsReproduceIt) {
-    auto setGop = [](MediaTrack* video, MediaTrack*) {
+    const TrackSetup setGop = [](MediaTrack* video, MediaTrack*) {
         float every = 1;
         ASSERT_EQ(parameterNamed(video->Web(), "g")->SetValue(&every, sizeof(every), 0), B_OK);
     };
     // At a fixed quantiser, so that the size follows the number of key frames.
-    auto fixedQuality = [](MediaTrack* video, MediaTrack*) { video->SetQuality(0.5f); };
-    Written standard = writeWithSetup("matroska", "mpeg4", fixedQuality);
-    Written allKeys = writeWithSetup("matroska", "mpeg4", [&](MediaTrack* video, MediaTrack*) {
-        fixedQuality(video, nullptr);
-        setGop(video, nullptr);
-    });
+    const Written standard = writeWithSetup(
+        "matroska", "mpeg4", [](MediaTrack* video, MediaTrack*) { video->SetQuality(0.5f); });
+    const Written allKeys =
+        writeWithSetup("matroska", "mpeg4", [&](MediaTrack* video, MediaTrack*) {
+            video->SetQuality(0.5f);
+            setGop(video, nullptr);
+        });
     EXPECT_EQ(allKeys.keyFrames, 12);
     EXPECT_LT(standard.keyFrames, 12);
     EXPECT_GT(allKeys.size, standard.size);
-
-    // A snapshot of one track's web, applied last to first to another track.
-    ParameterList snapshot;
-    Written copied = writeWithSetup("matroska", "mpeg4", [&](MediaTrack* video, MediaTrack*) {
-        setGop(video, nullptr);
-        updateParameters(&snapshot, video->Web());
-    });
-    ASSERT_FALSE(snapshot.empty());
-    Written replayed = writeWithSetup("matroska", "mpeg4", [&](MediaTrack* video, MediaTrack*) {
-        for (auto it = snapshot.rbegin(); it != snapshot.rend(); ++it)
-            video->SetParameterValue((*it)->id, (*it)->data, size_t((*it)->size));
-    });
-    EXPECT_EQ(replayed.keyFrames, copied.keyFrames);
-    EXPECT_EQ(replayed.size, copied.size);
-    deleteParameters(&snapshot);
+    expectSnapshotReproduces("mpeg4", setGop);
 }
 
 TEST(MediaTrackParameters, X264PresetChangesTheFileAndSnapshotsReproduceIt) {
-    auto setPreset = [](MediaTrack* video, MediaTrack*) {
+    const TrackSetup setPreset = [](MediaTrack* video, MediaTrack*) {
         ASSERT_EQ(parameterNamed(video->Web(), "preset")->SetValue("ultrafast", 9, 0), B_OK);
     };
-    Written medium = writeWithSetup("matroska", "libx264", {});
-    ParameterList snapshot;
-    Written ultrafast = writeWithSetup("matroska", "libx264", [&](MediaTrack* video, MediaTrack*) {
-        setPreset(video, nullptr);
-        updateParameters(&snapshot, video->Web());
-    });
+    const Written medium = writeWithSetup("matroska", "libx264", {});
     ASSERT_GT(medium.size, 0);
-    EXPECT_NE(ultrafast.size, medium.size);
-    Written replayed = writeWithSetup("matroska", "libx264", [&](MediaTrack* video, MediaTrack*) {
-        for (auto it = snapshot.rbegin(); it != snapshot.rend(); ++it)
-            video->SetParameterValue((*it)->id, (*it)->data, size_t((*it)->size));
-    });
-    EXPECT_EQ(replayed.size, ultrafast.size);
-    deleteParameters(&snapshot);
+    EXPECT_NE(writeWithSetup("matroska", "libx264", setPreset).size, medium.size);
+    expectSnapshotReproduces("libx264", setPreset);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -404,23 +393,23 @@ TEST(MediaFile, RefusesInputsItCannotEncode) {
     media_format video = rawVideoFormat(B_RGB32, 64, 48, 25);
     ASSERT_TRUE(findEncoder(format, video, "mpeg4", &mpeg4));
 
-    media_format cmap = rawVideoFormat(B_CMAP8, 64, 48, 25);
-    EXPECT_EQ(file.CreateTrack(&cmap, &mpeg4), nullptr);
-    media_format empty = rawVideoFormat(B_RGB32, 0, 48, 25);
-    EXPECT_EQ(file.CreateTrack(&empty, &mpeg4), nullptr);
+    media_codec_info mp2;
+    media_format audio = rawAudioFormat(44100, 2);
+    ASSERT_TRUE(findEncoder(format, audio, "mp2", &mp2));
     media_format shortRows = video;
     shortRows.raw_video.display.bytes_per_row = 10;
-    EXPECT_EQ(file.CreateTrack(&shortRows, &mpeg4), nullptr);
-    media_format audio = rawAudioFormat(44100, 2);
-    EXPECT_EQ(file.CreateTrack(&audio, &mpeg4), nullptr);  // a video encoder for sound
-
-    media_codec_info mp2;
-    ASSERT_TRUE(findEncoder(format, audio, "mp2", &mp2));
     media_format floats = audio;
     floats.raw_audio.format = media_raw_audio_format::B_AUDIO_FLOAT;
-    EXPECT_EQ(file.CreateTrack(&floats, &mp2), nullptr);
-    media_format sixChannels = rawAudioFormat(44100, 6);
-    EXPECT_EQ(file.CreateTrack(&sixChannels, &mp2), nullptr);  // mp2 is mono or stereo
+    const std::pair<media_format, const media_codec_info*> refused[] = {
+        {rawVideoFormat(B_CMAP8, 64, 48, 25), &mpeg4},
+        {rawVideoFormat(B_RGB32, 0, 48, 25), &mpeg4},
+        {shortRows, &mpeg4},
+        {audio, &mpeg4},  // a video encoder for sound
+        {floats, &mp2},
+        {rawAudioFormat(44100, 6), &mp2},  // mp2 is mono or stereo
+    };
+    for (const auto& [input, encoder] : refused)
+        EXPECT_EQ(file.CreateTrack(&input, encoder), nullptr) << encoder->short_name;
     media_codec_info unknown;
     unknown.short_name = "no-such-encoder";
     EXPECT_EQ(file.CreateTrack(&video, &unknown), nullptr);

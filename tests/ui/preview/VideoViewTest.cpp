@@ -1,5 +1,6 @@
 // The pictures the video view shows: captured colour spaces drawn as the preview converts
-// them, scaling to the view, and the hand-off from the node's thread.
+// them, scaling to the view, the hand-off from the node's thread, and the notice the preview
+// views show when their input is not connected.
 
 #include <gtest/gtest.h>
 
@@ -11,7 +12,8 @@
 
 #include "engine/VideoConversion.h"
 #include "support/Clock.h"
-#include "tests/ui/preview/PreviewTestSupport.h"
+#include "tests/ui/UiTestSupport.h"
+#include "ui/preview/AudioView.h"
 #include "ui/preview/VideoView.h"
 
 namespace {
@@ -28,11 +30,6 @@ void PrintTo(const Bgr& c, std::ostream* out) {
     *out << "(b " << c.blue << ", g " << c.green << ", r " << c.red << ")";
 }
 
-Bgr pixelAt(const QImage& image, int x, int y) {
-    QRgb rgb = image.pixel(x, y);
-    return {qBlue(rgb), qGreen(rgb), qRed(rgb)};
-}
-
 // The preview's YCbCr conversion of one pixel, written out from its definition.
 Bgr fromYCbCr(int y, int cb, int cr) {
     auto clamp = [](double value) { return std::clamp(int(std::trunc(value)), 0, 255); };
@@ -44,7 +41,6 @@ Bgr fromYCbCr(int y, int cb, int cr) {
 class VideoViewTest : public testing::Test {
 protected:
     void SetUp() override {
-        testApplication();
         fView.resize(kWidth, kHeight);
         fView.show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(&fView));
@@ -52,80 +48,51 @@ protected:
 
     // Hands the frame over as the node does and lets the view draw it.
     QImage Show(const void* data, uint32 bytesPerRow, color_space space) {
-        VideoFrame frame;
-        frame.data = data;
-        frame.bytesPerRow = bytesPerRow;
-        frame.width = kWidth;
-        frame.height = kHeight;
-        frame.space = space;
+        VideoFrame frame{data, bytesPerRow, kWidth, kHeight, space, 0};
         EXPECT_TRUE(fView.PresentFrame(frame, 20000));
         QCoreApplication::processEvents();
         return painted(&fView);
     }
 
-    // Made before the widget, which needs it.
-    QApplication* fApplication = testApplication();
+    QApplication* fApplication = testApplication();  // before the widget
     VideoView fView;
 };
 
-TEST_F(VideoViewTest, Rgb24AndGray8AreDrawnAsCaptured) {
-    EXPECT_TRUE(fView.CanDraw(B_RGB24));
-    EXPECT_TRUE(fView.CanDraw(B_GRAY8));
-    EXPECT_TRUE(fView.CanDraw(B_RGB32));
-
-    // Rows padded beyond the pixels: the padding must not be taken for pixels.
-    const uint32 rgbRow = kWidth * 3 + 5;
-    std::vector<uint8> rgb(rgbRow * kHeight, 0xEE);
-    for (uint32 y = 0; y < kHeight; y++)
-        for (uint32 x = 0; x < kWidth; x++) {
-            uint8* pixel = &rgb[y * rgbRow + x * 3];
-            pixel[0] = uint8(x * 15), pixel[1] = uint8(y * 30), pixel[2] = uint8(255 - x - y);
+TEST_F(VideoViewTest, CapturedColourSpacesAreShownAsThePreviewConvertsThem) {
+    for (color_space space : {B_RGB24, B_GRAY8, B_YCbCr422}) {
+        const uint32 pixelBytes = space == B_RGB24 ? 3 : space == B_GRAY8 ? 1 : 2;
+        // Rows padded beyond the pixels: the padding must not be taken for pixels. The bytes
+        // take every value, so that the conversion clamps at both ends.
+        const uint32 row = kWidth * pixelBytes + (space == B_YCbCr422 ? 0 : 5);
+        std::vector<uint8> source(row * kHeight);
+        for (size_t i = 0; i < source.size(); i++)
+            source[i] = uint8(i * 37);
+        QImage shown;
+        if (space == B_YCbCr422) {
+            // Not drawable as it is: the node converts it to RGB32 before handing it over.
+            EXPECT_FALSE(fView.CanDraw(space));
+            std::vector<uint8> converted(kWidth * 4 * kHeight);
+            ASSERT_EQ(convertToRGB32(source.data(), row, space, kWidth, kHeight, converted.data(),
+                                     kWidth * 4),
+                      B_OK);
+            shown = Show(converted.data(), kWidth * 4, B_RGB32);
+        } else {
+            EXPECT_TRUE(fView.CanDraw(space));
+            shown = Show(source.data(), row, space);
         }
-    QImage shown = Show(rgb.data(), rgbRow, B_RGB24);
-    for (uint32 y = 0; y < kHeight; y++)
-        for (uint32 x = 0; x < kWidth; x++)
-            ASSERT_EQ(pixelAt(shown, x, y), (Bgr{int(x * 15), int(y * 30), int(255 - x - y)}))
-                << x << "," << y;
-
-    const uint32 grayRow = kWidth + 3;
-    std::vector<uint8> gray(grayRow * kHeight, 0x11);
-    for (uint32 y = 0; y < kHeight; y++)
-        for (uint32 x = 0; x < kWidth; x++)
-            gray[y * grayRow + x] = uint8(x * 16 + y);
-    shown = Show(gray.data(), grayRow, B_GRAY8);
-    for (uint32 y = 0; y < kHeight; y++)
-        for (uint32 x = 0; x < kWidth; x++) {
-            const int value = int(x * 16 + y);
-            ASSERT_EQ(pixelAt(shown, x, y), (Bgr{value, value, value})) << x << "," << y;
-        }
-}
-
-TEST_F(VideoViewTest, YCbCr422IsConvertedByThePreviewRule) {
-    // Not drawable as it is: the node converts it to RGB32 before handing it over.
-    EXPECT_FALSE(fView.CanDraw(B_YCbCr422));
-    EXPECT_FALSE(fView.CanDraw(B_YCbCr411));
-
-    // Per pair of pixels Y0 Cb Y1 Cr, with values that clamp at both ends.
-    const uint8 samples[][4] = {{16, 128, 235, 128}, {0, 0, 255, 255},    {81, 90, 145, 240},
-                                {41, 240, 210, 110}, {255, 16, 60, 16},   {128, 200, 20, 50},
-                                {235, 128, 16, 128}, {100, 128, 100, 128}};
-    const uint32 sourceRow = kWidth * 2;
-    std::vector<uint8> source(sourceRow * kHeight);
-    for (uint32 y = 0; y < kHeight; y++)
-        for (uint32 pair = 0; pair < kWidth / 2; pair++)
-            std::copy_n(samples[(y + pair) % 8], 4, &source[y * sourceRow + pair * 4]);
-
-    std::vector<uint8> converted(kWidth * 4 * kHeight);
-    ASSERT_EQ(convertToRGB32(source.data(), sourceRow, B_YCbCr422, kWidth, kHeight,
-                             converted.data(), kWidth * 4),
-              B_OK);
-    const QImage shown = Show(converted.data(), kWidth * 4, B_RGB32);
-    for (uint32 y = 0; y < kHeight; y++)
-        for (uint32 pair = 0; pair < kWidth / 2; pair++) {
-            const uint8* s = samples[(y + pair) % 8];
-            ASSERT_EQ(pixelAt(shown, pair * 2, y), fromYCbCr(s[0], s[1], s[3]));
-            ASSERT_EQ(pixelAt(shown, pair * 2 + 1, y), fromYCbCr(s[2], s[1], s[3]));
-        }
+        for (uint32 y = 0; y < kHeight; y++)
+            for (uint32 x = 0; x < kWidth; x++) {
+                const uint8* p = &source[y * row + x * pixelBytes];
+                const uint8* pair = &source[y * row + x / 2 * 4];  // Y0 Cb Y1 Cr
+                const Bgr expected = space == B_RGB24 ? Bgr{p[0], p[1], p[2]}
+                                     : space == B_GRAY8
+                                         ? Bgr{p[0], p[0], p[0]}
+                                         : fromYCbCr(pair[x % 2 * 2], pair[1], pair[3]);
+                const QRgb rgb = shown.pixel(x, y);
+                ASSERT_EQ((Bgr{qBlue(rgb), qGreen(rgb), qRed(rgb)}), expected)
+                    << space << " at " << x << "," << y;
+            }
+    }
 }
 
 TEST_F(VideoViewTest, PictureIsScaledToTheView) {
@@ -135,11 +102,9 @@ TEST_F(VideoViewTest, PictureIsScaledToTheView) {
     Show(rgb32.data(), kWidth * 4, B_RGB32);
     fView.resize(kWidth * 2, kHeight * 2);
     const QImage shown = painted(&fView);
-    for (uint32 y = 0; y < kHeight; y++)
-        for (uint32 x = 0; x < kWidth; x++)
-            for (int corner = 0; corner < 4; corner++)
-                ASSERT_EQ(shown.pixel(x * 2 + corner % 2, y * 2 + corner / 2),
-                          rgb32[y * kWidth + x]);
+    for (uint32 y = 0; y < kHeight * 2; y++)
+        for (uint32 x = 0; x < kWidth * 2; x++)
+            ASSERT_EQ(shown.pixel(x, y), rgb32[y / 2 * kWidth + x / 2]) << x << "," << y;
 }
 
 TEST_F(VideoViewTest, BusyWindowDropsFramesWithoutHoldingTheNode) {
@@ -153,7 +118,7 @@ TEST_F(VideoViewTest, BusyWindowDropsFramesWithoutHoldingTheNode) {
     std::thread node([&] {
         for (auto& pixels : frames) {
             VideoFrame frame{pixels.data(), kWidth * 4, kWidth, kHeight, B_RGB32, 0};
-            bigtime_t start = system_time();
+            const bigtime_t start = system_time();
             EXPECT_TRUE(fView.PresentFrame(frame, 20000));
             longest = std::max(longest, system_time() - start);
         }
@@ -161,39 +126,47 @@ TEST_F(VideoViewTest, BusyWindowDropsFramesWithoutHoldingTheNode) {
     node.join();
     // The hand-off copies and returns; no frame waits for the window.
     EXPECT_LT(longest, 1000000);
-
     drain();
     EXPECT_EQ(paints.count, 1);
     EXPECT_EQ(painted(&fView).pixel(3, 3), frames[2][0]);
-}
 
-TEST_F(VideoViewTest, RefusesFramesItCannotTake) {
+    // Frames it cannot take: not drawable, rows too short, no data.
     std::vector<uint8> pixels(kWidth * 4 * kHeight);
-    VideoFrame yuv{pixels.data(), kWidth * 2, kWidth, kHeight, B_YCbCr422, 0};
-    EXPECT_FALSE(fView.PresentFrame(yuv, 0));
-    VideoFrame shortRows{pixels.data(), kWidth * 4 - 1, kWidth, kHeight, B_RGB32, 0};
-    EXPECT_FALSE(fView.PresentFrame(shortRows, 0));
-    VideoFrame noData{nullptr, kWidth * 4, kWidth, kHeight, B_RGB32, 0};
-    EXPECT_FALSE(fView.PresentFrame(noData, 0));
+    for (const VideoFrame& frame :
+         {VideoFrame{pixels.data(), kWidth * 2, kWidth, kHeight, B_YCbCr422, 0},
+          VideoFrame{pixels.data(), kWidth * 4 - 1, kWidth, kHeight, B_RGB32, 0},
+          VideoFrame{nullptr, kWidth * 4, kWidth, kHeight, B_RGB32, 0}})
+        EXPECT_FALSE(fView.PresentFrame(frame, 0));
 }
 
-TEST_F(VideoViewTest, DisabledViewShowsTheNoticeInsteadOfThePicture) {
+TEST(PreviewViewTest, DisabledViewShowsTheNoticeOnThePanel) {
+    testApplication();
+    VideoView video;
+    AudioView audio;
     std::vector<uint32> white(kWidth * kHeight, 0xFFFFFFFF);
-    Show(white.data(), kWidth * 4, B_RGB32);
-    fView.resize(320, 60);
-    fView.SetEnabled(false);
+    video.PresentFrame(VideoFrame{white.data(), kWidth * 4, kWidth, kHeight, B_RGB32, 0}, 0);
+    for (QWidget* view : {static_cast<QWidget*>(&video), static_cast<QWidget*>(&audio)}) {
+        view->resize(320, 60);
+        view->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(view));
+    }
+    video.SetEnabled(false);
+    audio.SetEnabled(false);
     QCoreApplication::processEvents();
-    const QImage shown = painted(&fView);
-    const QRgb panel = fView.palette().color(QPalette::Window).rgb();
-    int dark = 0, background = 0;
-    for (int y = 0; y < shown.height(); y++)
-        for (int x = 0; x < shown.width(); x++) {
-            dark += qGray(shown.pixel(x, y)) < 80;
-            background += shown.pixel(x, y) == panel;
-        }
-    EXPECT_GT(dark, 20);  // the text
-    EXPECT_GT(background, shown.width() * shown.height() / 2);
-    EXPECT_EQ(shown.pixel(0, 0), panel);
+    for (QWidget* view : {static_cast<QWidget*>(&video), static_cast<QWidget*>(&audio)}) {
+        const QImage shown = painted(view);
+        const QRgb panel = view->palette().color(QPalette::Window).rgb();
+        int dark = 0, background = 0;
+        for (int y = 0; y < shown.height(); y++)
+            for (int x = 0; x < shown.width(); x++) {
+                dark += qGray(shown.pixel(x, y)) < 80;
+                background += shown.pixel(x, y) == panel;
+            }
+        EXPECT_GT(dark, 20);  // the text
+        EXPECT_GT(background, shown.width() * shown.height() / 2);
+        EXPECT_EQ(shown.pixel(0, 0), panel);
+        EXPECT_EQ(shown.pixel(shown.width() - 1, shown.height() - 1), panel);
+    }
 }
 
 }  // namespace

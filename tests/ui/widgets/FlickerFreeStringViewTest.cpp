@@ -1,87 +1,67 @@
-// The flicker-free text: its offscreen bitmap, its colours and what it draws.
+// The flicker-free text: its colours, its offscreen bitmap and what it draws.
 
 #include <gtest/gtest.h>
 
 #include <QTest>
-#include <memory>
 
-#include "tests/ui/preview/PreviewTestSupport.h"
+#include "tests/ui/UiTestSupport.h"
 #include "ui/widgets/FlickerFreeStringView.h"
 
 namespace {
 
-class FlickerFreeStringViewTest : public testing::Test {
-protected:
-    void SetUp() override { testApplication(); }
-
-    static void Show(QWidget* widget) {
-        widget->show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(widget));
-        QCoreApplication::processEvents();
-    }
-};
+void showAndWait(QWidget* widget) {
+    widget->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(widget));
+    QCoreApplication::processEvents();
+}
 
 // A colour that differs in alpha alone is a different colour.
-TEST_F(FlickerFreeStringViewTest, SameColourTwiceRepaintsOnce) {
+TEST(FlickerFreeStringViewTest, SameColourTwiceRepaintsOnce) {
+    testApplication();
     FlickerFreeStringView view("00:00:00");
-    Show(&view);
+    showAndWait(&view);
     PaintCounter paints(&view);
-
-    view.SetLowColor(rgb_color{10, 20, 30, 255});
-    QCoreApplication::processEvents();
-    EXPECT_EQ(paints.count, 1);
-    view.SetLowColor(rgb_color{10, 20, 30, 255});
-    QCoreApplication::processEvents();
-    EXPECT_EQ(paints.count, 1);
-    view.SetLowColor(rgb_color{10, 20, 30, 128});
-    QCoreApplication::processEvents();
-    EXPECT_EQ(paints.count, 2);
-
+    for (auto [color, count] : {std::pair{rgb_color{10, 20, 30, 255}, 1},
+                                {rgb_color{10, 20, 30, 255}, 1},
+                                {rgb_color{10, 20, 30, 128}, 2}}) {
+        view.SetLowColor(color);
+        QCoreApplication::processEvents();
+        EXPECT_EQ(paints.count, count);
+    }
     view.SetViewColor(rgb_color{1, 1, 1, 255});
     view.SetViewColor(rgb_color{1, 1, 1, 255});
     QCoreApplication::processEvents();
     EXPECT_EQ(paints.count, 3);
 }
 
-TEST_F(FlickerFreeStringViewTest, BitmapIsReusedUntilTheSizeChanges) {
-    FlickerFreeStringView view("12 frames (0)");
-    view.resize(120, 20);
-    Show(&view);
-    ASSERT_NE(view.Offscreen(), nullptr);
-    const uchar* first = view.Offscreen()->Bitmap().constBits();
-    EXPECT_EQ(view.Offscreen()->Bitmap().deviceIndependentSize().toSize(), QSize(120, 20));
-
-    view.setText("13 frames (0)");
-    view.repaint();
-    EXPECT_EQ(view.Offscreen()->Bitmap().constBits(), first);
-
-    view.resize(150, 24);
-    view.repaint();
-    EXPECT_EQ(view.Offscreen()->Bitmap().deviceIndependentSize().toSize(), QSize(150, 24));
-}
-
-TEST_F(FlickerFreeStringViewTest, DrawsTextOverTheParentsColour) {
+TEST(FlickerFreeStringViewTest, DrawsOverTheParentsColourThroughOneBitmapPerSize) {
+    testApplication();
     QWidget parent;
     QPalette palette = parent.palette();
     palette.setColor(QPalette::Window, QColor(200, 210, 220));
     palette.setColor(QPalette::WindowText, Qt::black);
     parent.setPalette(palette);
     parent.resize(200, 40);
-    auto* empty = new FlickerFreeStringView("", &parent);
-    empty->setGeometry(0, 0, 200, 20);
-    auto* text = new FlickerFreeStringView("00:00:00", &parent);
-    text->setGeometry(0, 20, 200, 20);
-    Show(&parent);
+    auto* view = new FlickerFreeStringView("", &parent);
+    view->setGeometry(0, 0, 120, 20);
+    showAndWait(&parent);
 
     // Without text: the background alone.
-    const QImage blank = painted(empty);
+    const QRgb background = qRgb(200, 210, 220);
+    const QImage blank = painted(view);
     for (int y = 0; y < blank.height(); y++)
         for (int x = 0; x < blank.width(); x++)
-            ASSERT_EQ(blank.pixel(x, y), qRgb(200, 210, 220));
-    EXPECT_EQ(empty->LowColor(), (rgb_color{200, 210, 220, 255}));
+            ASSERT_EQ(blank.pixel(x, y), background);
+    EXPECT_EQ(view->LowColor(), (rgb_color{200, 210, 220, 255}));
+    ASSERT_NE(view->Offscreen(), nullptr);
+    const uchar* bitmap = view->Offscreen()->Bitmap().constBits();
+    EXPECT_EQ(view->Offscreen()->Bitmap().deviceIndependentSize().toSize(), QSize(120, 20));
 
     // Left-aligned text starts two pixels in and is drawn in the text colour.
-    const QImage shown = painted(text);
+    view->setText("00:00:00");
+    view->repaint();
+    EXPECT_EQ(view->Offscreen()->Bitmap().constBits(), bitmap);
+    const QImage shown = painted(view);
     int leftmost = shown.width(), dark = 0;
     for (int y = 0; y < shown.height(); y++)
         for (int x = 0; x < shown.width(); x++)
@@ -92,7 +72,11 @@ TEST_F(FlickerFreeStringViewTest, DrawsTextOverTheParentsColour) {
     EXPECT_GT(dark, 10);
     EXPECT_GE(leftmost, 1);
     EXPECT_LE(leftmost, 4);
-    EXPECT_EQ(shown.pixel(shown.width() - 1, 0), qRgb(200, 210, 220));
+    EXPECT_EQ(shown.pixel(shown.width() - 1, 0), background);
+
+    view->resize(150, 24);
+    view->repaint();
+    EXPECT_EQ(view->Offscreen()->Bitmap().deviceIndependentSize().toSize(), QSize(150, 24));
 }
 
 }  // namespace

@@ -1,0 +1,72 @@
+#pragma once
+// The record path of the engine's two consumer nodes: the recording switch, the ring a node
+// copies its buffers into, and the base time, relative time and count of the recording under
+// way. Each node keeps its own rules: which buffers it records, how a buffer's
+// recording-relative time is reckoned (the relativeTime callable of Record) and how many
+// buffers should have come.
+//
+// Threads: SetRecording, SetRing and SetWaitForRing on the control thread; Record on the
+// node's event thread; the getters on any thread. fRingLock guards fRing and is held while a
+// buffer is written into it; the rest is atomic, but for fBaseTime (event thread only).
+
+#include <atomic>
+#include <mutex>
+
+#include "engine/RingBuffer.h"
+#include "media/node/MediaBuffer.h"
+
+class RecordPath {
+public:
+    // Switched on, the counters start again with the next buffer; switched off, the next
+    // buffer sees the stop request (see Record).
+    void SetRecording(bool recording);
+    // The ring to record into; not owned. Returns once no Write into the old ring is under
+    // way, so the caller may delete it then.
+    void SetRing(RingBuffer* ring);
+    // With a source that is not real time (the unpaced test signal), a full ring holds the
+    // node back until the writer has taken a slot, instead of losing the buffer; the source
+    // then waits for its buffers. Real inputs must never wait: off by default.
+    void SetWaitForRing(bool wait) { fWaitForRing.store(wait); }
+
+    int64 RecordedFrames() const { return fRecordedFrames.load(); }
+    // The recording-relative time of the last buffer offered to the ring.
+    bigtime_t RelativeTime() const { return fRelativeTime.load(); }
+    // Those of `expected` buffers that were not recorded; never below 0.
+    int64 Dropped(int64 expected) const;
+
+    // While recording, copies `buffer` into the ring, stamped with
+    // relativeTime(elapsed, first): `elapsed` is its capture time less that of the first
+    // buffer of the recording, `first` whether none has been recorded yet. A buffer smaller
+    // than a slot, or one the ring refuses, is not recorded. Not recording, returns whether
+    // this buffer is the first after a recording ended (the stop request, now cleared).
+    template <typename Rule>
+    bool Record(MediaBuffer* buffer, Rule relativeTime);
+
+private:
+    // Waits for room when asked to, then writes; fRingLock held, fRing set.
+    void Write(MediaBuffer* buffer, bigtime_t relative);
+
+    std::atomic<bool> fRecording{false};
+    std::atomic<bool> fStopRequested{false};
+    std::atomic<bool> fWaitForRing{false};
+    std::atomic<int64> fRecordedFrames{0};
+    std::atomic<bigtime_t> fRelativeTime{0};
+    bigtime_t fBaseTime = 0;
+    std::mutex fRingLock;
+    RingBuffer* fRing = nullptr;
+};
+
+template <typename Rule>
+bool RecordPath::Record(MediaBuffer* buffer, Rule relativeTime) {
+    std::lock_guard lock(fRingLock);
+    if (fRing == nullptr || !fRecording.load())
+        return fStopRequested.exchange(false);
+    const bigtime_t start = buffer->Header()->start_time;
+    const bool first = fRecordedFrames.load() == 0;
+    if (first)
+        fBaseTime = start;
+    const bigtime_t relative = relativeTime(start - fBaseTime, first);
+    fRelativeTime.store(relative);
+    Write(buffer, relative);
+    return false;
+}
