@@ -6,6 +6,8 @@
 #include <cstring>
 #include <memory>
 
+#include "support/ByteReader.h"
+
 // The flattened form, 'Tfmt'. No header, magic or version; numbers are big-endian, floats
 // IEEE-754 single precision, nothing is aligned:
 //
@@ -101,81 +103,18 @@ private:
     uint8* fOut;
 };
 
-// Every read is checked against the bytes that remain; a failed read leaves the output alone.
-class Reader {
-public:
-    Reader(const void* data, size_t size) : fData(static_cast<const uint8*>(data)), fLeft(size) {}
-
-    bool String(const char** text) {
-        if (fLeft == 0)
-            return false;
-        const void* end = std::memchr(fData, 0, fLeft);
-        if (end == nullptr)
-            return false;
-        *text = reinterpret_cast<const char*>(fData);
-        size_t size = static_cast<const uint8*>(end) - fData + 1;
-        Skip(size);
-        return true;
-    }
-    bool Uint32(uint32* value) {
-        if (fLeft < 4)
-            return false;
-        *value = (uint32(fData[0]) << 24) | (uint32(fData[1]) << 16) | (uint32(fData[2]) << 8) |
-                 uint32(fData[3]);
-        Skip(4);
-        return true;
-    }
-    bool Int32(int32* value) {
-        uint32 bits;
-        if (!Uint32(&bits))
-            return false;
-        *value = int32(bits);
-        return true;
-    }
-    bool Float(float* value) {
-        uint32 bits;
-        if (!Uint32(&bits))
-            return false;
-        std::memcpy(value, &bits, sizeof(bits));
-        return true;
-    }
-    bool Uint8(uint8* value) {
-        if (fLeft < 1)
-            return false;
-        *value = *fData;
-        Skip(1);
-        return true;
-    }
-    bool Bytes(size_t size, const uint8** data) {
-        if (fLeft < size)
-            return false;
-        *data = fData;
-        Skip(size);
-        return true;
-    }
-
-private:
-    void Skip(size_t size) {
-        fData += size;
-        fLeft -= size;
-    }
-
-    const uint8* fData;
-    size_t fLeft;
-};
-
 using ParsedParameters = std::vector<std::unique_ptr<Parameter>>;
 
-bool readParameters(Reader* reader, ParsedParameters* list) {
+bool readParameters(ByteReader* reader, ParsedParameters* list) {
     while (true) {
         int32 size;
-        if (!reader->Int32(&size))
+        if (!reader->ReadInt32(&size))
             return false;
         if (size == 0)
             return true;
         int32 id;
         const uint8* bytes;
-        if (size < 0 || !reader->Int32(&id) || !reader->Bytes(size_t(size), &bytes))
+        if (size < 0 || !reader->ReadInt32(&id) || !reader->ReadBytes(size_t(size), &bytes))
             return false;
         auto parameter = std::make_unique<Parameter>();
         parameter->id = id;
@@ -284,7 +223,7 @@ status_t FormatSetting::Unflatten(type_code code, const void* buffer, ssize_t si
     if (size < 0 || (buffer == nullptr && size > 0))
         return B_BAD_VALUE;
 
-    Reader reader(buffer, size_t(size));
+    ByteReader reader(buffer, size_t(size), ByteOrder::BigEndian);
     const char* newName;
     const char* newFileFormat;
     const char* newVideoEncoder;
@@ -293,12 +232,12 @@ status_t FormatSetting::Unflatten(type_code code, const void* buffer, ssize_t si
     float newVideoQuality, newAudioQuality;
     uint8 channels;
     ParsedParameters video, audio;
-    if (!reader.String(&newName) || !reader.String(&newFileFormat) ||
-        !reader.String(&newVideoEncoder) || !reader.String(&newAudioEncoder) ||
-        !reader.Int32(&width) || !reader.Int32(&height) || !reader.Int32(&space) ||
-        !reader.Float(&newVideoQuality) || !reader.Float(&newAudioQuality) ||
-        !reader.Int32(&rate) || !reader.Uint8(&channels) || !readParameters(&reader, &video) ||
-        !readParameters(&reader, &audio))
+    if (!reader.ReadString(&newName) || !reader.ReadString(&newFileFormat) ||
+        !reader.ReadString(&newVideoEncoder) || !reader.ReadString(&newAudioEncoder) ||
+        !reader.ReadInt32(&width) || !reader.ReadInt32(&height) || !reader.ReadInt32(&space) ||
+        !reader.ReadFloat(&newVideoQuality) || !reader.ReadFloat(&newAudioQuality) ||
+        !reader.ReadInt32(&rate) || !reader.ReadUint8(&channels) ||
+        !readParameters(&reader, &video) || !readParameters(&reader, &audio))
         return B_BAD_DATA;
 
     deleteParameters(&videoParameters);

@@ -58,8 +58,9 @@ struct TavroOptions {
     // Which devices are the defaults, and whether the built-in test inputs exist.
     RosterOptions roster;
     // The built-in test picture and tone in real time (true) or as fast as the engine takes
-    // them (tests and benchmarks); unpaced, the nodes wait for room in a full ring instead
-    // of losing frames, so the whole pipeline runs at the writers' pace.
+    // them (tests and benchmarks); unpaced, the nodes they feed wait for room in a full ring
+    // instead of losing frames, so the whole pipeline runs at the writers' pace (a real device
+    // never makes its node wait).
     bool pacedTestSignal = true;
     // false: no media roster at all: nothing is found, connected or alerted. An engine for
     // writing files from formats alone (TavroFile's tests); every control answers as it does

@@ -29,11 +29,16 @@ constexpr bigtime_t kMaxSchedulingLatency = 2000;
 constexpr int32 kStandardNeedingWorkAround = 4;
 constexpr int32 kWorkAroundStandard = 1;
 
-void pace(MediaProducer* producer, bool paced) {
+// Paces a built-in input or not; true when `producer` now runs unpaced. Only such an input may
+// make its consumer wait for room in a full ring: a real device must never be held up.
+bool pace(MediaProducer* producer, bool paced) {
     if (auto* picture = dynamic_cast<TestPictureProducer*>(producer))
         picture->SetPaced(paced);
     else if (auto* tone = dynamic_cast<TestToneProducer*>(producer))
         tone->SetPaced(paced);
+    else
+        return false;
+    return !paced;
 }
 
 // Finds the free output of `producer` and the free input of `consumer` for a connection of
@@ -67,9 +72,9 @@ status_t Tavro::SetupNodes() {
         fVideoInputNode.reset();
         ErrorAlert("Can't find video input", status, false);
     } else {
-        pace(fVideoInputNode.get(), fOptions.pacedTestSignal);
+        bool unpaced = pace(fVideoInputNode.get(), fOptions.pacedTestSignal);
         fVideoConsumer = std::make_unique<VideoConsumer>(1, "Video Capture", fVideoSink);
-        fVideoConsumer->SetWaitForRing(!fOptions.pacedTestSignal);
+        fVideoConsumer->SetWaitForRing(unpaced);
         status = fVideoConsumer->NodeRegistered();
         if (status != B_OK) {
             ErrorAlert("Can't register the video node", status, false);
@@ -88,9 +93,9 @@ status_t Tavro::SetupNodes() {
         fAudioInputNode.reset();
         ErrorAlert("Can't find audio input", status, false);
     } else {
-        pace(fAudioInputNode.get(), fOptions.pacedTestSignal);
+        bool unpaced = pace(fAudioInputNode.get(), fOptions.pacedTestSignal);
         fAudioConsumer = std::make_unique<AudioConsumer>(1, "Audio Capture");
-        fAudioConsumer->SetWaitForRing(!fOptions.pacedTestSignal);
+        fAudioConsumer->SetWaitForRing(unpaced);
         status = fAudioConsumer->NodeRegistered();
         if (status != B_OK) {
             ErrorAlert("Can't register the audio node", status, false);

@@ -34,6 +34,8 @@
 #include <unordered_set>
 #include <utility>
 
+#include "support/ByteReader.h"
+
 namespace {
 
 constexpr uint8 kMagic[4] = {'T', 'M', 's', 'g'};
@@ -110,40 +112,6 @@ void putUint32(uint8*& out, uint32 value) {
 }
 
 // Reads the flattened form front to back; every read checks the bytes left first.
-class Reader {
-public:
-    Reader(const uint8* data, size_t size) : fData(data), fLeft(size) {}
-
-    size_t Left() const { return fLeft; }
-
-    bool ReadUint32(uint32* value) {
-        if (fLeft < 4)
-            return false;
-        *value = uint32(fData[0]) | uint32(fData[1]) << 8 | uint32(fData[2]) << 16 |
-                 uint32(fData[3]) << 24;
-        Skip(4);
-        return true;
-    }
-
-    // Points `bytes` at the next `size` bytes and steps over them.
-    bool ReadBytes(size_t size, const uint8** bytes) {
-        if (fLeft < size)
-            return false;
-        *bytes = fData;
-        Skip(size);
-        return true;
-    }
-
-private:
-    void Skip(size_t size) {
-        fData += size;
-        fLeft -= size;
-    }
-
-    const uint8* fData;
-    size_t fLeft;
-};
-
 std::string describeCode(uint32 code) {
     char text[16];
     bool printable = true;
@@ -759,7 +727,7 @@ status_t Message::Field::Read(Message* message, const uint8* data, size_t size, 
     // A wrong magic or version says "not ours"; too few bytes to tell says "damaged".
     if (std::memcmp(data, kMagic, std::min(size, sizeof(kMagic))) != 0)
         return B_BAD_VALUE;
-    Reader reader(data, size);
+    ByteReader reader(data, size, ByteOrder::LittleEndian);
     const uint8* magic;
     uint32 version;
     if (!reader.ReadBytes(sizeof(kMagic), &magic) || !reader.ReadUint32(&version))
