@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "app/CommandLine.h"
 #include "app/ErrorAlert.h"
 #include "app/MessageCodes.h"
 #include "app/TavroSettings.h"
@@ -32,126 +33,6 @@ void onStopSignal(int) {
 
 constexpr bigtime_t kLoopPoll = 100000;
 
-struct RecordOptions {
-    const char* path = nullptr;
-    double duration = 0;  // seconds; 0: until a signal
-    const char* format = nullptr;
-    int32 channel = -1;
-    RosterOptions devices;
-    // Overrides of the chosen format; null or negative: keep the format's.
-    const char* fileFormat = nullptr;
-    const char* videoEncoder = nullptr;
-    const char* audioEncoder = nullptr;
-    int32 width = -1;
-    int32 height = -1;
-    int32 colorSpace = -1;
-    float quality = -1;
-    int32 frameDivisor = -1;
-    int32 audioRate = -1;
-    int32 audioChannels = -1;
-};
-
-int usage(const char* problem) {
-    std::fprintf(stderr,
-                 "tavro: %s\n"
-                 "Usage: tavro --record FILE [--duration SECONDS] [--format NAME] [--channel N]\n"
-                 "         [--video-device DEVICE] [--audio-device DEVICE] [--file-format NAME]\n"
-                 "         [--video-encoder NAME] [--audio-encoder NAME] [--size WxH]\n"
-                 "         [--color-space NAME] [--quality Q] [--frame-divisor N]\n"
-                 "         [--audio-rate HZ] [--audio-channels N]\n",
-                 problem);
-    return 2;
-}
-
-bool parseNumber(const char* text, double minimum, double maximum, double* value) {
-    char* end = nullptr;
-    const double parsed = std::strtod(text, &end);
-    if (end == text || *end != '\0' || !(parsed >= minimum && parsed <= maximum))
-        return false;
-    *value = parsed;
-    return true;
-}
-
-bool parseColorSpace(const char* text, int32* space) {
-    const color_space known[] = {B_RGB32,    B_RGB24,    B_RGB16, B_RGB15,
-                                 B_YCbCr422, B_YCbCr411, B_GRAY8};
-    for (color_space candidate : known) {
-        const char* name = colorSpaceName(candidate);
-        // "B_RGB32" or "RGB32", in any case.
-        if (strcasecmp(text, name) == 0 || strcasecmp(text, name + 2) == 0) {
-            *space = candidate;
-            return true;
-        }
-    }
-    return false;
-}
-
-// B_OK, or the exit status of a bad command line (after the message).
-int parseArguments(int argc, char** argv, RecordOptions* options) {
-    if (argc < 1 || argv[0][0] == '\0' || std::strncmp(argv[0], "--", 2) == 0)
-        return usage("--record needs a file name");
-    options->path = argv[0];
-    for (int i = 1; i < argc; i++) {
-        const char* name = argv[i];
-        if (i + 1 >= argc)
-            return usage((std::string(name) + " needs a value").c_str());
-        const char* value = argv[++i];
-        double number = 0;
-        auto bad = [&] { return usage((std::string("bad value for ") + name).c_str()); };
-        if (std::strcmp(name, "--duration") == 0) {
-            if (!parseNumber(value, 0, 1e7, &number))
-                return bad();
-            options->duration = number;
-        } else if (std::strcmp(name, "--format") == 0) {
-            options->format = value;
-        } else if (std::strcmp(name, "--channel") == 0) {
-            if (!parseNumber(value, 0, 1e6, &number))
-                return bad();
-            options->channel = int32(number);
-        } else if (std::strcmp(name, "--video-device") == 0) {
-            options->devices.videoInput = value;
-        } else if (std::strcmp(name, "--audio-device") == 0) {
-            options->devices.audioInput = value;
-        } else if (std::strcmp(name, "--file-format") == 0) {
-            options->fileFormat = value;
-        } else if (std::strcmp(name, "--video-encoder") == 0) {
-            options->videoEncoder = value;
-        } else if (std::strcmp(name, "--audio-encoder") == 0) {
-            options->audioEncoder = value;
-        } else if (std::strcmp(name, "--size") == 0) {
-            unsigned width = 0, height = 0;
-            char end = 0;
-            if (std::sscanf(value, "%ux%u%c", &width, &height, &end) != 2 || width < 1 ||
-                height < 1 || width > 4096 || height > 4096)
-                return bad();
-            options->width = int32(width);
-            options->height = int32(height);
-        } else if (std::strcmp(name, "--color-space") == 0) {
-            if (!parseColorSpace(value, &options->colorSpace))
-                return bad();
-        } else if (std::strcmp(name, "--quality") == 0) {
-            if (!parseNumber(value, 0, 1, &number))
-                return bad();
-            options->quality = float(number);
-        } else if (std::strcmp(name, "--frame-divisor") == 0) {
-            if (!parseNumber(value, 1, 100, &number))
-                return bad();
-            options->frameDivisor = int32(number);
-        } else if (std::strcmp(name, "--audio-rate") == 0) {
-            if (!parseNumber(value, 1000, 384000, &number))
-                return bad();
-            options->audioRate = int32(number);
-        } else if (std::strcmp(name, "--audio-channels") == 0) {
-            if (!parseNumber(value, 1, 2, &number))
-                return bad();
-            options->audioChannels = int32(number);
-        } else {
-            return usage((std::string("unknown option '") + name + "'").c_str());
-        }
-    }
-    return B_OK;
-}
-
 // A copy of `format` that this recording may change without touching the settings.
 std::unique_ptr<FormatSetting> copyFormat(const FormatSetting& format) {
     auto copy = std::make_unique<FormatSetting>(nullptr);
@@ -163,13 +44,13 @@ std::unique_ptr<FormatSetting> copyFormat(const FormatSetting& format) {
     return copy;
 }
 
-void applyOverrides(const RecordOptions& options, FormatSetting* format) {
-    if (options.fileFormat != nullptr)
-        format->SetFileFormat(options.fileFormat);
-    if (options.videoEncoder != nullptr)
-        format->SetVideoEncoder(options.videoEncoder);
-    if (options.audioEncoder != nullptr)
-        format->SetAudioEncoder(options.audioEncoder);
+void applyOverrides(const CommandLine& options, FormatSetting* format) {
+    if (options.fileFormat)
+        format->SetFileFormat(options.fileFormat->c_str());
+    if (options.videoEncoder)
+        format->SetVideoEncoder(options.videoEncoder->c_str());
+    if (options.audioEncoder)
+        format->SetAudioEncoder(options.audioEncoder->c_str());
     if (options.width > 0) {
         format->videoWidth = options.width;
         format->videoHeight = options.height;
@@ -216,22 +97,17 @@ public:
 
 }  // namespace
 
-int runHeadlessRecorder(int argc, char** argv, const RosterOptions& devices) {
-    RecordOptions options;
-    options.devices = devices;
-    if (int status = parseArguments(argc, argv, &options); status != B_OK)
-        return status;
-
+int runHeadlessRecorder(const CommandLine& options) {
     FormatSetting* chosen = nullptr;
-    if (options.format != nullptr) {
+    if (!options.format.empty()) {
         for (FormatSetting* format : gSettings.formats) {
-            if (format->name != nullptr && strcasecmp(format->name, options.format) == 0)
+            if (format->name != nullptr && strcasecmp(format->name, options.format.c_str()) == 0)
                 chosen = format;
         }
         if (chosen == nullptr) {
             std::fprintf(stderr, "tavro: no recording format \"%s\" (see tavro --list-formats)\n",
-                         options.format);
-            return 2;
+                         options.format.c_str());
+            return kExitUsage;
         }
     } else {
         chosen = gSettings.formats[size_t(gSettings.lastFormat)];
@@ -272,7 +148,7 @@ int runHeadlessRecorder(int argc, char** argv, const RosterOptions& devices) {
 
     int exitStatus = 0;
     {
-        TavroFile file(options.path, format.get(), &engine);
+        TavroFile file(options.commandValue.c_str(), format.get(), &engine);
         if (file.status < B_OK) {
             SetErrorAlertPresenter({});
             return 1;
@@ -305,8 +181,9 @@ int runHeadlessRecorder(int argc, char** argv, const RosterOptions& devices) {
             ErrorAlert("Could not start the recording", status, false);
             exitStatus = 1;
         }
-        const bigtime_t end =
-            options.duration > 0 ? start + bigtime_t(options.duration * 1e6) : INT64_MAX;
+        const bigtime_t end = options.durationSeconds > 0
+                                  ? start + bigtime_t(options.durationSeconds * 1e6)
+                                  : INT64_MAX;
         bigtime_t nextStatus = start + 1000000;
         bool stopRequested = false;
         while (status == B_OK && !stopRequested && sStopSignal == 0) {

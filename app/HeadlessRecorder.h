@@ -1,8 +1,8 @@
 #pragma once
 // The recorder without windows, for scripts, cron, ssh and tests:
 //
-//   tavro --record FILE [--duration SECONDS] [--format NAME] [--channel N]
-//         [--video-device DEVICE] [--audio-device DEVICE] [overrides]
+//   tavro --record FILE [--duration TIME] [--format NAME] [--channel N]
+//         [--video-input DEVICE] [--audio-input DEVICE] [overrides]
 //
 // records from the default inputs (the built-in test signal when there is no capture device)
 // through the engine, TavroFile and a recording format of the settings file (the one named,
@@ -13,14 +13,12 @@
 // Once a second it prints what the status panel shows; it stops at the end of the duration,
 // on SIGINT or SIGTERM, or when the video writer asks to (a full disk), and always closes the
 // file. Errors are the engine's alert texts on standard error; the exit status is then 1
-// (2 for a bad command line).
+// (2 for a bad command line). The options are read by CommandLine.
 
-#include "media/roster/MediaRoster.h"
+struct CommandLine;
 
-// `argc`/`argv`: the arguments after "--record" (argv[0] is the file name). `devices`: what
-// the device options common to every command chose; --video-device and --audio-device
-// override them.
-int runHeadlessRecorder(int argc, char** argv, const RosterOptions& devices);
+// `line.commandValue` is the file name.
+int runHeadlessRecorder(const CommandLine& line);
 
 // tavro --list-formats: the recording formats of the settings file, then the file formats
 // and, for each, the video and audio encoders this machine offers for it.

@@ -120,41 +120,6 @@ status_t MediaRoster::ReleaseNode(const MediaNode* node) {
     return B_OK;
 }
 
-status_t MediaRoster::TakeArguments(int* argc, char** argv, RosterOptions* options) {
-    struct Valued {
-        const char* prefix;
-        std::string* value;
-    } valued[] = {{"--video-input=", &options->videoInput},
-                  {"--audio-input=", &options->audioInput},
-                  {"--mixer-card=", &options->mixerCard}};
-    int kept = 1;
-    status_t status = B_OK;
-    for (int i = 1; i < *argc; i++) {
-        const char* argument = argv[i];
-        bool taken = false;
-        if (strcmp(argument, "--no-test-inputs") == 0) {
-            options->builtInInputs = false;
-            taken = true;
-        }
-        for (const Valued& option : valued) {
-            const size_t length = strlen(option.prefix);
-            if (strncmp(argument, option.prefix, length) != 0)
-                continue;
-            taken = true;
-            if (argument[length] == '\0') {
-                fprintf(stderr, "tavro: %s needs a device\n", option.prefix);
-                status = B_BAD_VALUE;
-            }
-            *option.value = argument + length;
-        }
-        if (!taken)
-            argv[kept++] = argv[i];
-    }
-    *argc = kept;
-    argv[kept] = nullptr;
-    return status;
-}
-
 std::string MediaRoster::Describe() const {
     struct Section {
         DeviceKind kind;

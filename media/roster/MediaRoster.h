@@ -44,10 +44,6 @@ public:
     static constexpr const char* kTestPictureID = "test-picture";
     static constexpr const char* kTestToneID = "test-tone";
 
-    // Takes the device options out of a command line, leaving the rest in order:
-    // --video-input=DEVICE, --audio-input=DEVICE (an id or a name), --mixer-card=CARD and
-    // --no-test-inputs. B_BAD_VALUE (with a line on standard error) for an empty DEVICE.
-    static status_t TakeArguments(int* argc, char** argv, RosterOptions* options);
     // What `tavro --list-devices` prints: the devices by kind, the defaults marked "*".
     std::string Describe() const;
 

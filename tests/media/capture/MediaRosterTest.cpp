@@ -87,24 +87,7 @@ TEST(MediaRoster, WithoutBuiltInInputsAMachineWithoutDevicesHasNoInputs) {
               "* the default of its kind\n");
 }
 
-TEST(MediaRoster, CommandLineOptionsAreTakenOutAndTheListMarksDefaults) {
-    char program[] = "tavro", list[] = "--list-devices", video[] = "--video-input=/dev/video0",
-         none[] = "--no-test-inputs", mixer[] = "--mixer-card=hw:2", empty[] = "--audio-input=";
-    char* argv[] = {program, video, list, none, mixer, nullptr};
-    int argc = 5;
-    RosterOptions options;
-    ASSERT_EQ(MediaRoster::TakeArguments(&argc, argv, &options), B_OK);
-    ASSERT_EQ(argc, 2);
-    EXPECT_STREQ(argv[1], "--list-devices");
-    EXPECT_EQ(argv[2], nullptr);
-    EXPECT_EQ(options.videoInput, "/dev/video0");
-    EXPECT_EQ(options.mixerCard, "hw:2");
-    EXPECT_FALSE(options.builtInInputs);
-
-    char* bad[] = {program, empty, nullptr};
-    argc = 2;
-    EXPECT_EQ(MediaRoster::TakeArguments(&argc, bad, &options), B_BAD_VALUE);
-
+TEST(MediaRoster, TheListMarksTheDefaults) {
     FakeBt848 card;
     MediaRoster roster({}, backend(&card));
     const std::string text = roster.Describe();
