@@ -32,7 +32,7 @@ Setter name(std::optional<std::string> CommandLine::*field) {
     };
 }
 
-[[maybe_unused]] Setter flag(bool CommandLine::*field) {
+Setter flag(bool CommandLine::*field) {
     return [field](CommandLine* line, const char*, std::string*) {
         line->*field = true;
         return true;
@@ -213,6 +213,9 @@ const std::vector<Option> kOptions = {
         "--video-input"},
     {"--audio-device", 0, "DEVICE", "", G::Devices, {}, device(&RosterOptions::audioInput),
         "--audio-input"},
+
+    {"--quiet", 'q', nullptr, "print nothing but errors (no progress)",
+        G::Output, {}, flag(&CommandLine::quiet)},
 };
 // clang-format on
 
@@ -228,7 +231,8 @@ std::string helpText() {
         const char* title;
     } sections[] = {{G::Command, "Commands (one at most; without one, tavro opens its windows):"},
                     {G::Recording, "Recording (with --record):"},
-                    {G::Devices, "Devices (with the windows and every command):"}};
+                    {G::Devices, "Devices (with the windows and every command):"},
+                    {G::Output, "Output:"}};
     std::string text =
         "Usage: tavro [OPTION]...\n"
         "       tavro --record FILE [--duration TIME] [OPTION]...\n"

@@ -31,6 +31,7 @@ struct CommandLine {
     // The command's value (the FILE of --record); empty for a command without one.
     std::string commandValue;
     RosterOptions devices;
+    bool quiet = false;  // nothing on standard output but what the command is for
 
     // --record, its length, and overrides of its recording format for this one recording
     // (never saved). Empty or negative: keep the format's.

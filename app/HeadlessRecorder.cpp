@@ -1,11 +1,13 @@
 #include "app/HeadlessRecorder.h"
 
 #include <strings.h>
+#include <sys/stat.h>
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,6 +15,7 @@
 #include "app/CommandLine.h"
 #include "app/ErrorAlert.h"
 #include "app/MessageCodes.h"
+#include "app/ProgressReport.h"
 #include "app/TavroSettings.h"
 #include "engine/PreviewSinks.h"
 #include "engine/Tavro.h"
@@ -67,23 +70,26 @@ void applyOverrides(const CommandLine& options, FormatSetting* format) {
         format->audioChannels = uint8(options.audioChannels);
 }
 
-void printStatus(Tavro& engine, RingBuffer* videoRing, RingBuffer* audioRing, bigtime_t elapsed) {
-    const int64 seconds = elapsed / 1000000;
-    std::printf("%02lld:%02lld:%02lld  %lld frames (%lld)  %lld buffers (%lld)",
-                (long long)(seconds / 3600), (long long)(seconds / 60 % 60),
-                (long long)(seconds % 60), (long long)engine.VideoFramesCounter(),
-                (long long)engine.DroppedVideoFrames(), (long long)engine.AudioFramesCounter(),
-                (long long)engine.DroppedAudioFrames());
+RecordingFigures takeFigures(Tavro& engine, RingBuffer* videoRing, RingBuffer* audioRing,
+                             const std::string& path, bigtime_t elapsed) {
+    RecordingFigures figures;
+    figures.elapsed = elapsed;
+    figures.frames = engine.VideoFramesCounter();
+    figures.droppedFrames = engine.DroppedVideoFrames();
+    figures.soundBuffers = engine.AudioFramesCounter();
+    figures.droppedSoundBuffers = engine.DroppedAudioFrames();
     if (videoRing != nullptr) {
-        std::printf("  video ring %d/%d (peak %d)", int(videoRing->BuffersInUse()),
-                    int(videoRing->Count()), int(videoRing->MaxBuffersUsed()));
+        figures.videoRingUsed = videoRing->BuffersInUse();
+        figures.videoRingCount = videoRing->Count();
     }
     if (audioRing != nullptr) {
-        std::printf("  audio ring %d/%d (peak %d)", int(audioRing->BuffersInUse()),
-                    int(audioRing->Count()), int(audioRing->MaxBuffersUsed()));
+        figures.audioRingUsed = audioRing->BuffersInUse();
+        figures.audioRingCount = audioRing->Count();
     }
-    std::printf("\n");
-    std::fflush(stdout);
+    struct stat info {};
+    if (stat(path.c_str(), &info) == 0)
+        figures.fileBytes = int64(info.st_size);
+    return figures;
 }
 
 // Hands the rings to the status printer: the engine's status view.
@@ -175,6 +181,17 @@ int runHeadlessRecorder(const CommandLine& options) {
         sigaction(SIGINT, &action, &oldInt);
         sigaction(SIGTERM, &action, &oldTerm);
 
+        // The file's full name, so that a relative one can be found afterwards.
+        std::error_code error;
+        const std::string fullPath =
+            std::filesystem::absolute(options.commandValue, error).lexically_normal().string();
+        ProgressReport progress(stdout, ProgressReport::StyleFor(stdout, options.quiet));
+        if (!options.quiet) {
+            std::printf("Recording into %s%s\n", fullPath.c_str(),
+                        options.durationSeconds > 0 ? "" : " until Ctrl+C");
+            std::fflush(stdout);
+        }
+
         const bigtime_t start = system_time();
         status = engine.Start();
         if (status != B_OK) {
@@ -184,17 +201,13 @@ int runHeadlessRecorder(const CommandLine& options) {
         const bigtime_t end = options.durationSeconds > 0
                                   ? start + bigtime_t(options.durationSeconds * 1e6)
                                   : INT64_MAX;
-        bigtime_t nextStatus = start + 1000000;
         bool stopRequested = false;
         while (status == B_OK && !stopRequested && sStopSignal == 0) {
             const bigtime_t now = system_time();
             if (now >= end)
                 break;
-            if (now >= nextStatus) {
-                printStatus(engine, rings.video, rings.audio, now - start);
-                nextStatus += 1000000;
-            }
-            const bigtime_t wait = std::min({kLoopPoll, end - now, nextStatus - now});
+            progress.Update(takeFigures(engine, rings.video, rings.audio, fullPath, now - start));
+            const bigtime_t wait = std::min(kLoopPoll, end - now);
             Message message;
             if (stopQueue.NextMessage(&message, std::max<bigtime_t>(wait, 1)) == B_OK &&
                 message.what == kMsgStop)
@@ -202,7 +215,7 @@ int runHeadlessRecorder(const CommandLine& options) {
         }
         const bigtime_t elapsed = system_time() - start;
         // The last figures, taken before Stop forgets the rings.
-        printStatus(engine, rings.video, rings.audio, elapsed);
+        progress.Finish(takeFigures(engine, rings.video, rings.audio, fullPath, elapsed));
         engine.Stop();
         sigaction(SIGINT, &oldInt, nullptr);
         sigaction(SIGTERM, &oldTerm, nullptr);

@@ -10,7 +10,9 @@
 // never saved: --file-format, --video-encoder, --audio-encoder ("" records no sound),
 // --size WxH, --color-space, --quality, --frame-divisor, --audio-rate, --audio-channels.
 //
-// Once a second it prints what the status panel shows; it stops at the end of the duration,
+// It names the file it records into (its full path) and reports what the status panel shows
+// through ProgressReport on standard output (nothing with --quiet); it stops at the end of the
+// duration,
 // on SIGINT or SIGTERM, or when the video writer asks to (a full disk), and always closes the
 // file. Errors are the engine's alert texts on standard error; the exit status is then 1
 // (2 for a bad command line). The options are read by CommandLine.

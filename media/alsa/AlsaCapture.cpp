@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "support/Clock.h"
+#include "support/StandardErrorCapture.h"
 
 namespace {
 
@@ -26,7 +27,10 @@ AlsaCapture::AlsaCapture(const AlsaSource& source) : fName(source.name) {
     snd_pcm_t* pcm = nullptr;
     int error;
     if (source.config.empty()) {
-        error = snd_pcm_open(&pcm, fName.c_str(), SND_PCM_STREAM_CAPTURE, 0);
+        // A PCM of a plugin (jack, pulse) may print its client library's complaints.
+        withStandardErrorInDebugLog("alsa plugin", [&] {
+            error = snd_pcm_open(&pcm, fName.c_str(), SND_PCM_STREAM_CAPTURE, 0);
+        });
     } else {
         snd_config_t* config = nullptr;
         error = snd_config_top(&config);

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include "support/StandardErrorCapture.h"
+
 namespace {
 
 struct HintsFree {
@@ -23,12 +25,18 @@ std::string takeHint(void* hint, const char* id) {
 
 // Whether `name` opens for capture now. Listed PCMs need not: "default" exists even on a
 // machine without a sound card, and a plugin may name a device that is gone.
+// Trying a plugin's PCM (jack, pulse) runs its client library, which prints its complaints
+// ("jack server is not running") on standard error: they go to the debug log.
 bool opensForCapture(const std::string& name) {
-    snd_pcm_t* pcm = nullptr;
-    if (snd_pcm_open(&pcm, name.c_str(), SND_PCM_STREAM_CAPTURE, SND_PCM_NONBLOCK) < 0)
-        return false;
-    snd_pcm_close(pcm);
-    return true;
+    bool opens = false;
+    withStandardErrorInDebugLog("alsa plugin", [&] {
+        snd_pcm_t* pcm = nullptr;
+        if (snd_pcm_open(&pcm, name.c_str(), SND_PCM_STREAM_CAPTURE, SND_PCM_NONBLOCK) < 0)
+            return;
+        snd_pcm_close(pcm);
+        opens = true;
+    });
+    return opens;
 }
 
 }  // namespace

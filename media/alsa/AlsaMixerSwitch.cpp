@@ -3,11 +3,15 @@
 
 #include <cstdio>
 
+#include "support/DebugLog.h"
+
 AlsaMixerSwitch::AlsaMixerSwitch(std::string card, std::string element)
     : fCard(std::move(card)), fElement(std::move(element)) {
+    // A machine without a mixer (no sound card, a container, ssh) is common and leaves only
+    // the mute switch out: a debug line, not an error.
     auto fail = [this](const char* call, int error) {
-        std::fprintf(stderr, "tavro: alsa: %s for mixer \"%s\" failed: %s\n", call, fCard.c_str(),
-                     snd_strerror(error));
+        debugLog("alsa: %s for mixer \"%s\" failed: %s\n", call, fCard.c_str(),
+                 snd_strerror(error));
         fMixer.reset();
         fStatus = error;
     };

@@ -1,6 +1,29 @@
 #include "media/file/FFmpegOwners.h"
 
 #include <cstdio>
+#include <mutex>
+
+#include "support/DebugLog.h"
+
+namespace {
+
+void toDebugLog(void* object, int level, const char* format, va_list arguments) {
+    if (!debugLogEnabled() || level > av_log_get_level())
+        return;
+    // One line's parts (the context's name, the text) arrive in one call; the prefix state
+    // says whether the previous call ended its line.
+    static thread_local int printPrefix = 1;
+    char line[1024];
+    av_log_format_line2(object, level, format, arguments, line, sizeof line, &printPrefix);
+    debugLog("ffmpeg: %s%s", line, printPrefix ? "" : "\n");
+}
+
+}  // namespace
+
+void routeFFmpegLogToDebugLog() {
+    static std::once_flag once;
+    std::call_once(once, [] { av_log_set_callback(toDebugLog); });
+}
 
 status_t avStatus(const char* call, int error) {
     if (error < 0) {

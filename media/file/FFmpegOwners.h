@@ -51,5 +51,9 @@ using SwrContextPtr = std::unique_ptr<SwrContext, SwrContextDeleter>;
 using AudioFifoPtr = std::unique_ptr<AVAudioFifo, AVAudioFifoDeleter>;
 using OutputContextPtr = std::unique_ptr<AVFormatContext, AVOutputContextDeleter>;
 
+// Sends FFmpeg's own messages (av_log) to Tavro's debug log instead of standard error. Once per
+// process; every use of FFmpeg goes through the file format registry, which calls it.
+void routeFFmpegLogToDebugLog();
+
 // Returns `error` as a status; a negative one is logged with the call that returned it.
 status_t avStatus(const char* call, int error);

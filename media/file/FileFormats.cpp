@@ -259,6 +259,7 @@ void addEncoders(Registry* registry) {
 const Registry& registry() {
     // Built on first use; a static's initialisation is thread-safe.
     static const Registry instance = [] {
+        routeFFmpegLogToDebugLog();
         Registry built;
         addFileFormats(&built);
         addEncoders(&built);

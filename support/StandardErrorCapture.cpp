@@ -1,0 +1,48 @@
+#include "support/StandardErrorCapture.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+#include "support/DebugLog.h"
+
+void withStandardErrorInDebugLog(const char* source, const std::function<void()>& call) {
+    // One capture at a time: a second one would take the first one's file for the terminal.
+    static std::mutex sCaptureLock;
+    std::lock_guard<std::mutex> lock(sCaptureLock);
+    std::fflush(stderr);
+    const int capture = memfd_create("tavro-stderr", MFD_CLOEXEC);
+    const int saved = capture >= 0 ? dup(STDERR_FILENO) : -1;
+    if (saved < 0 || dup2(capture, STDERR_FILENO) < 0) {
+        // Without a place to put it, the chatter stays on the terminal; the call still runs.
+        if (saved >= 0)
+            close(saved);
+        if (capture >= 0)
+            close(capture);
+        call();
+        return;
+    }
+    call();
+    std::fflush(stderr);
+    dup2(saved, STDERR_FILENO);
+    close(saved);
+
+    std::string text;
+    char buffer[4096];
+    ssize_t got = 0;
+    for (off_t at = 0; (got = pread(capture, buffer, sizeof buffer, at)) > 0; at += got)
+        text.append(buffer, size_t(got));
+    close(capture);
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find('\n', start);
+        if (end == std::string::npos)
+            end = text.size();
+        if (end > start)
+            debugLog("%s: %.*s\n", source, int(end - start), text.data() + start);
+        start = end + 1;
+    }
+}
