@@ -47,8 +47,16 @@ TEST(PreviewScreenshotTest, ProgramShowsTheMovingPictureAndTheLevels) {
     ASSERT_TRUE(eventually([&] { return display.GeometryOf(video).width() == width; }, 10s));
     ASSERT_EQ(display.GeometryOf(video).height(), height);
 
-    const QImage first = display.Screenshot(video, "preview-video-1.png");
-    const int64 firstFrame = counterOf(first);
+    // The first picture drawn at the new size, however long a loaded machine takes for it.
+    QImage first;
+    int64 firstFrame = -1;
+    EXPECT_TRUE(eventually(
+        [&] {
+            first = display.Screenshot(video, "preview-video-1.png");
+            firstFrame = counterOf(first);
+            return firstFrame >= 0;
+        },
+        10s));
     ASSERT_GE(firstFrame, 0);
     // A later frame within 10 s, however loaded the machine.
     QImage second;
