@@ -1,5 +1,6 @@
 #include "ui/main/StatusView.h"
 
+#include <QEvent>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -54,6 +55,7 @@ StatusView::StatusView(Tavro* engine, QWidget* parent)
       fAudioSecondLine(counterLine(this)),
       fVideoSecondLine(counterLine(this)),
       fElapsed(new FlickerFreeStringView("00:00:00", this)),
+      fFileText(new QLabel(this)),
       fVideoBuffer(new BufferView(this)),
       fAudioBuffer(new BufferView(this)) {
     fVideoCounter->setObjectName("videoCounter");
@@ -69,7 +71,18 @@ StatusView::StatusView(Tavro* engine, QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(4, 2, 4, 4);
     layout->setSpacing(2);
-    layout->addWidget(fElapsed);
+    auto* top = new QHBoxLayout;
+    top->setSpacing(10);
+    top->addWidget(fElapsed);
+    // Any width will do: the path is elided to what the window leaves it.
+    fFileText->setObjectName("fileName");
+    fFileText->setMinimumWidth(1);
+    fFileText->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    fFileText->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    fFileText->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    top->addWidget(fFileText, 1);
+    fFileText->installEventFilter(this);
+    layout->addLayout(top);
     layout->addLayout(columns);
 
     if (fEngine != nullptr)
@@ -89,6 +102,27 @@ void StatusView::Start(time_t now) {
 
 void StatusView::Stop() {
     fRunning = false;
+}
+
+QString StatusView::Elapsed() const {
+    return fElapsed->text();
+}
+
+void StatusView::SetFileName(const QString& path) {
+    fFileText->setToolTip(path);
+    ElideFileName();
+}
+
+bool StatusView::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == fFileText && event->type() == QEvent::Resize)
+        ElideFileName();
+    return QWidget::eventFilter(watched, event);
+}
+
+void StatusView::ElideFileName() {
+    const QString path = fFileText->toolTip();
+    fFileText->setText(
+        fFileText->fontMetrics().elidedText(path, Qt::ElideMiddle, fFileText->width()));
 }
 
 QString StatusView::ElapsedText(time_t elapsed) {

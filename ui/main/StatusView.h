@@ -13,6 +13,7 @@
 #include "engine/PreviewSinks.h"
 
 class BufferView;
+class QLabel;
 class FlickerFreeStringView;
 class Tavro;
 
@@ -28,6 +29,10 @@ public:
     void Start(time_t now = std::time(nullptr));
     void Stop();
     bool IsRunning() const { return fRunning; }
+    // The elapsed time as shown, "hh:mm:ss".
+    QString Elapsed() const;
+    // Shows the running recording's file (its full path) beside the elapsed time.
+    void SetFileName(const QString& path);
 
     // Shows the elapsed time and the counters when running; the bars are pulsed apart.
     void Pulse(time_t now = std::time(nullptr));
@@ -41,13 +46,20 @@ public:
     // time zone with one hour taken off, so it reads right in a zone one hour ahead of UTC.
     static QString ElapsedText(time_t elapsed);
 
+protected:
+    // Elides the file's path again when its label changes width.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
+    void ElideFileName();
+
     Tavro* fEngine;
     FlickerFreeStringView* fAudioCounter;
     FlickerFreeStringView* fVideoCounter;
     FlickerFreeStringView* fAudioSecondLine;
     FlickerFreeStringView* fVideoSecondLine;
     FlickerFreeStringView* fElapsed;
+    QLabel* fFileText;  // the file's path, elided in the middle to the width left
     BufferView* fVideoBuffer;
     BufferView* fAudioBuffer;
     bool fRunning = false;

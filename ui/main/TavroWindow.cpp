@@ -16,6 +16,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
 #include <QScreen>
@@ -32,6 +33,7 @@
 #include "media/ParameterWeb.h"
 #include "scheduler/Scheduler.h"
 #include "ui/Frames.h"
+#include "ui/main/RecordingFolder.h"
 #include "ui/main/StatusView.h"
 #include "ui/main/WindowMessages.h"
 #include "ui/preview/AudioWindow.h"
@@ -95,7 +97,8 @@ bool activate(QWidget* window) {
 
 TavroWindow::TavroWindow(const Rect& frame, const char* title, Tavro* engine)
     : Looper(this), fEngine(engine) {
-    setWindowTitle(utf8(title));
+    fTitle = utf8(title);
+    setWindowTitle(fTitle);
     setAttribute(Qt::WA_DeleteOnClose);
     setAcceptDrops(true);
     if (gSettings.lastFormat >= 0 && size_t(gSettings.lastFormat) < gSettings.formats.size())
@@ -128,6 +131,7 @@ TavroWindow::TavroWindow(const Rect& frame, const char* title, Tavro* engine)
 
     fPulse = new QTimer(this);
     connect(fPulse, &QTimer::timeout, this, &TavroWindow::pulse);
+    connect(this, &TavroWindow::pulse, this, &TavroWindow::UpdateTitle);
     fPulse->start(kPulseMilliseconds);
 
     fEngine->SetStopTarget(this);
@@ -411,10 +415,42 @@ bool TavroWindow::QuitRequested() {
 }
 
 void TavroWindow::closeEvent(QCloseEvent* event) {
+    // Closing the window ends a recording: not without asking. The question is not modal, so
+    // that the recording's messages go on being handled while it is open.
+    if (fFile != nullptr && fStatusView->IsRunning()) {
+        event->ignore();
+        if (fStopQuestion != nullptr) {
+            fStopQuestion->raise();
+            return;
+        }
+        auto* question = new QMessageBox(QMessageBox::Question, fTitle,
+                                         "A recording is running. Stop it and quit?",
+                                         QMessageBox::NoButton, this);
+        question->setObjectName("stopQuestion");
+        QPushButton* stop = question->addButton("Stop and Quit", QMessageBox::AcceptRole);
+        question->addButton("Keep Recording", QMessageBox::RejectRole);
+        question->setDefaultButton(stop);
+        question->setAttribute(Qt::WA_DeleteOnClose);
+        connect(question, &QMessageBox::accepted, this, [this] {
+            Stop();
+            close();
+        });
+        fStopQuestion = question;
+        question->open();
+        return;
+    }
     if (QuitRequested())
         event->accept();
     else
         event->ignore();
+}
+
+void TavroWindow::UpdateTitle() {
+    const QString title = fFile != nullptr && fStatusView->IsRunning()
+                              ? fTitle + utf8(" — Recording ") + fStatusView->Elapsed()
+                              : fTitle;
+    if (windowTitle() != title)
+        setWindowTitle(title);
 }
 
 void TavroWindow::dragEnterEvent(QDragEnterEvent* event) {
@@ -573,10 +609,13 @@ void TavroWindow::FileNameChanged() {
 
 void TavroWindow::ShowSavePanel() {
     fSavePanel->hide();
-    std::filesystem::path path(fFileName->text().toStdString());
+    // Where the next recording would land: the field's folder, else the videos folder.
+    std::filesystem::path path(recordingPath(fFileName->text().toStdString()));
     std::error_code error;
     if (path.has_parent_path() && std::filesystem::is_directory(path.parent_path(), error))
         fSavePanel->setDirectory(QString::fromStdString(path.parent_path().string()));
+    else
+        fSavePanel->setDirectory(QString::fromStdString(videosFolder()));
     fSavePanel->show();
 }
 

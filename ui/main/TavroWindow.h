@@ -143,6 +143,8 @@ private:
     // Stores a new output file name and shows it.
     void SetFileName(const std::string& path);
     static void ShowIncompleteSettingsAlert(QWidget* parent);
+    // The title given at construction, or "<title> — Recording hh:mm:ss" while recording.
+    void UpdateTitle();
 
     Tavro* const fEngine;
     // The running recording's file; held from Record to Stop, also when it failed to start.
@@ -179,6 +181,9 @@ private:
     std::string fChannelName;
 
     QFileDialog* fSavePanel = nullptr;
+    QString fTitle;
+    // The question "Stop it and quit?" while it is open.
+    QPointer<QWidget> fStopQuestion;
     QTimer* fPulse = nullptr;
 
     QAction* fVideoWindowItem = nullptr;

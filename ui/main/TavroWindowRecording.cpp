@@ -13,6 +13,7 @@
 #include "app/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
+#include "ui/main/RecordingFolder.h"
 #include "ui/main/StatusView.h"
 #include "ui/main/TavroWindow.h"
 #include "ui/main/WindowMessages.h"
@@ -54,6 +55,7 @@ void TavroWindow::Record(Message* message) {
     std::string path;
     if (message->FindString("fileName", &path) != B_OK)
         path = fFileName->text().toStdString();
+    path = recordingPath(path);
 
     // Kept until the next Stop or Record also when it failed: the file object has shown why.
     fFile = std::make_unique<TavroFile>(path.c_str(), fFormat, fEngine);
@@ -81,6 +83,7 @@ void TavroWindow::Record(Message* message) {
     if (fEngine->Start() != B_OK)
         return;
     fStatusView->Start();
+    fStatusView->SetFileName(QString::fromStdString(path));
     fStopButton->setEnabled(true);
     // Qt gives no focus to a disabled button: the focus given above takes effect now.
     fStopButton->setFocus();
@@ -93,6 +96,7 @@ void TavroWindow::Stop() {
     fStatusView->Stop();
     fFile.reset();
     fStopButton->setEnabled(false);
+    UpdateTitle();
 }
 
 void TavroWindow::TimerEvent(const Message* message) {

@@ -1,0 +1,138 @@
+// The main window on a desktop: where a recording lands, the title while it runs, and closing
+// it during a recording.
+
+#include <QLabel>
+#include <QMessageBox>
+#include <QPointer>
+#include <QPushButton>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "tests/ui/WindowTestFixture.h"
+#include "ui/main/RecordingFolder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class DesktopTest : public WindowTest {
+protected:
+    void SetUp() override {
+        WindowTest::SetUp();
+        // The videos folder the desktop names, inside the test's own settings directory.
+        fConfig = std::getenv("XDG_CONFIG_HOME");
+        fVideos = fs::path(fConfig) / "My Videos";
+        fs::create_directories(fVideos);
+        std::ofstream(fs::path(fConfig) / "user-dirs.dirs")
+            << "# written by xdg-user-dirs-update\nXDG_VIDEOS_DIR=\"" << fVideos.string() << "\"\n";
+    }
+
+    void TearDown() override {
+        if (fWindow != nullptr && fDevices != nullptr && fDevices->IsRecording())
+            fWindow->Stop();
+        WindowTest::TearDown();
+        fDevices.reset();
+        fs::remove(fs::path(fConfig) / "user-dirs.dirs");
+        fs::remove_all(fVideos);
+    }
+
+    void MakeRecordingWindow() {
+        TavroOptions options;
+        options.roster.videoInput = MediaRoster::kTestPictureID;
+        options.roster.audioInput = MediaRoster::kTestToneID;
+        fDevices = std::make_unique<Tavro>(options);
+        MakeWindow(fDevices.get());
+    }
+
+    void Record(const std::string& name) {
+        Message record(kMsgRecord);
+        record.AddString("fileName", name);
+        Post(record);
+    }
+
+    std::string fConfig;
+    fs::path fVideos;
+    std::unique_ptr<Tavro> fDevices;
+};
+
+}  // namespace
+
+TEST_F(DesktopTest, RelativeNamesLandInTheVideosFolderElseAtHome) {
+    EXPECT_EQ(videosFolder(), fVideos.string());
+    struct Case {
+        std::string name;
+        std::string path;
+    } cases[] = {
+        {"video.avi", (fVideos / "video.avi").string()},
+        {"news/today.mkv", (fVideos / "news/today.mkv").string()},
+        {"./a/../b.avi", (fVideos / "b.avi").string()},
+        {"/tmp/elsewhere.avi", "/tmp/elsewhere.avi"},
+        {"", ""},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(recordingPath(c.name), c.path) << c.name;
+
+    // A videos folder that the desktop names but that is not there: the home folder.
+    fs::remove_all(fVideos);
+    EXPECT_EQ(recordingPath("video.avi"),
+              (fs::path(QDir::homePath().toStdString()) / "video.avi").string());
+    fs::create_directories(fVideos);
+}
+
+TEST_F(DesktopTest, TheTitleAndTheStatusShowTheRunningRecordingAndItsFullPath) {
+    MakeRecordingWindow();
+    EXPECT_EQ(fWindow->windowTitle(), "Tavro");
+    Record("tonight.avi");
+    ASSERT_TRUE(fDevices->IsRecording());
+    EXPECT_TRUE(fs::exists(fVideos / "tonight.avi"));
+    // The settings keep the name as it was given.
+    EXPECT_STREQ(gSettings.fileName, "/tmp/tavro-window-test.avi");
+
+    auto* file = Child<QLabel>("fileName");
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(file->toolTip().toStdString(), (fVideos / "tonight.avi").string());
+    EXPECT_FALSE(file->text().isEmpty());
+    // The label shows all of it or elides its middle; it never runs past its width.
+    EXPECT_LE(file->fontMetrics().horizontalAdvance(file->text()), file->width());
+
+    EXPECT_TRUE(waitUntil(
+        [&] { return fWindow->windowTitle() == QString::fromUtf8("Tavro — Recording 00:00:01"); },
+        3000))
+        << fWindow->windowTitle().toStdString();
+    fWindow->Stop();
+    EXPECT_EQ(fWindow->windowTitle(), "Tavro");
+}
+
+TEST_F(DesktopTest, ClosingDuringARecordingAsksFirst) {
+    MakeRecordingWindow();
+    Record("asked.avi");
+    ASSERT_TRUE(fDevices->IsRecording());
+    QPointer<TestTavroWindow> window(fWindow);
+
+    // "Keep Recording": the window and the recording stay.
+    fWindow->close();
+    drain();
+    auto* question = fWindow->findChild<QMessageBox*>("stopQuestion");
+    ASSERT_NE(question, nullptr);
+    EXPECT_TRUE(question->isVisible());
+    EXPECT_EQ(question->text(), "A recording is running. Stop it and quit?");
+    question->reject();
+    drain();
+    ASSERT_FALSE(window.isNull());
+    EXPECT_TRUE(fWindow->isVisible());
+    EXPECT_TRUE(fDevices->IsRecording());
+
+    // Asked again, once: a second close while the question is open does not stack another.
+    fWindow->close();
+    fWindow->close();
+    drain();
+    EXPECT_EQ(fWindow->findChildren<QMessageBox*>("stopQuestion").size(), 1);
+    fWindow->findChild<QMessageBox*>("stopQuestion")->accept();
+    drain();
+    EXPECT_FALSE(fDevices->IsRecording());
+    EXPECT_TRUE(waitUntil([&] { return window.isNull(); }, 2000));
+    fWindow = nullptr;
+    EXPECT_GT(fs::file_size(fVideos / "asked.avi"), 0u);
+}
