@@ -1,5 +1,7 @@
 #include "ui/preview/AudioWindow.h"
 
+#include <algorithm>
+
 #include "app/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "ui/Frames.h"
@@ -8,8 +10,12 @@
 AudioWindow::AudioWindow(const Rect& frame, const char* title, Tavro* engine)
     : QWidget(nullptr), Looper(this), fEngine(engine) {
     fView = new AudioView(this);
-    fillPreviewWindow(this, title, fView);
-    setGeometry(toQRect(frame));
+    fillPreviewWindow(this, title, fView, [this] { fQuitTarget.Post(B_QUIT_REQUESTED); });
+    // The strips stretch: the window is never narrower than its whole title.
+    setMinimumWidth(titleWidth(this));
+    QRect geometry = toQRect(frame);
+    geometry.setWidth(std::max(geometry.width(), minimumWidth()));
+    setGeometry(geometry);
 
     fPulse.setInterval(kPulseInterval_ms);
     connect(&fPulse, &QTimer::timeout, fView, &AudioView::Pulse);

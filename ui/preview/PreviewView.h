@@ -3,11 +3,13 @@
 // thread, and the notice they show on the panel colour in place of the picture or the levels
 // while it is not; and the window each of them fills.
 
+#include <QAction>
 #include <QFontMetrics>
 #include <QPainter>
 #include <QVBoxLayout>
 #include <QWidget>
 #include <atomic>
+#include <functional>
 
 class PreviewView : public QWidget {
 public:
@@ -44,10 +46,25 @@ private:
 };
 
 // Makes `window` a top-level window titled `title`, deleted when closed, that `view` fills.
-inline void fillPreviewWindow(QWidget* window, const char* title, PreviewView* view) {
+// Ctrl+Q in it posts B_QUIT_REQUESTED through `quit`, as the main window's "Quit" does.
+inline void fillPreviewWindow(QWidget* window, const char* title, PreviewView* view,
+                              std::function<void()> quit) {
     window->setWindowTitle(QString::fromUtf8(title));
     window->setAttribute(Qt::WA_DeleteOnClose);
     auto* layout = new QVBoxLayout(window);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(view);
+    auto* quitItem = new QAction("Quit", window);
+    quitItem->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+    QObject::connect(quitItem, &QAction::triggered, window, std::move(quit));
+    window->addAction(quitItem);
+}
+
+// The narrowest a preview window may be so that a title bar shows all of `title`: its text
+// in the title font plus room for the window manager's buttons.
+inline int titleWidth(const QWidget* window) {
+    constexpr int kTitleBarButtons = 140;
+    QFont titleFont = window->font();
+    titleFont.setBold(true);
+    return QFontMetrics(titleFont).horizontalAdvance(window->windowTitle()) + kTitleBarButtons;
 }

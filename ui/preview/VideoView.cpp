@@ -1,5 +1,7 @@
 #include "ui/preview/VideoView.h"
 
+#include <QApplication>
+
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
@@ -10,7 +12,10 @@
 
 #include "ui/preview/VideoWindow.h"
 
-VideoView::VideoView(QWidget* parent) : PreviewView("<could not connect to video input>", parent) {}
+VideoView::VideoView(QWidget* parent) : PreviewView("<could not connect to video input>", parent) {
+    fSingleClick.setSingleShot(true);
+    connect(&fSingleClick, &QTimer::timeout, this, &VideoView::SingleClickTimedOut);
+}
 
 VideoView::~VideoView() = default;
 
@@ -103,8 +108,22 @@ void VideoView::mousePressEvent(QMouseEvent* event) {
     if (event->button() == Qt::RightButton) {
         ShowMenu(event->globalPosition().toPoint());
     } else if (videoWindow != nullptr && videoWindow->IsFullScreen()) {
-        videoWindow->SetFullScreen(false);
+        // A click leaves full screen once it is clear that it is not the first half of a
+        // double-click, which toggles.
+        fSingleClick.start(QApplication::doubleClickInterval());
     }
+}
+
+void VideoView::mouseDoubleClickEvent(QMouseEvent* event) {
+    fSingleClick.stop();
+    auto* videoWindow = qobject_cast<VideoWindow*>(window());
+    if (event->button() == Qt::LeftButton && videoWindow != nullptr)
+        videoWindow->SetFullScreen(!videoWindow->IsFullScreen());
+}
+
+void VideoView::SingleClickTimedOut() {
+    if (auto* videoWindow = qobject_cast<VideoWindow*>(window()))
+        videoWindow->SetFullScreen(false);
 }
 
 void VideoView::ShowMenu(const QPoint& globalPosition) {

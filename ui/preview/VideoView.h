@@ -6,9 +6,11 @@
 // frames and never holds the node up for longer than the node's time-out.
 //
 // When the input could not be connected the view shows "<could not connect to video input>".
-// A secondary click opens the scale and full-screen menu; a primary click leaves full screen.
+// A secondary click opens the scale and full-screen menu; a primary click leaves full screen
+// and a double-click toggles it.
 
 #include <QImage>
+#include <QTimer>
 #include <atomic>
 #include <mutex>
 
@@ -36,9 +38,11 @@ public:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
 
 private:
     void PostRepaint();
+    void SingleClickTimedOut();
     void ShowMenu(const QPoint& globalPosition);
 
     // Set by the node when it asks for a repaint, cleared on the GUI thread when that repaint
@@ -51,6 +55,9 @@ private:
     QImage fPending;
     bigtime_t fPendingTime = 0;
     bool fFresh = false;  // fPending holds a frame not drawn yet
+
+    // A primary click in full screen, waiting to be sure that no second click follows.
+    QTimer fSingleClick;
 
     // GUI thread: the frame on screen.
     QImage fShown;

@@ -13,7 +13,7 @@
 VideoWindow::VideoWindow(const Rect& frame, const char* title, Tavro* engine)
     : QWidget(nullptr), Looper(this), fEngine(engine), fRestoreFrame(frame) {
     fView = new VideoView(this);
-    fillPreviewWindow(this, title, fView);
+    fillPreviewWindow(this, title, fView, [this] { fQuitTarget.Post(B_QUIT_REQUESTED); });
     SetClientFrame(frame);
     if (frame == ScreenFrame()) {
         Rect bounds = fEngine->Bounds();
@@ -25,6 +25,34 @@ VideoWindow::VideoWindow(const Rect& frame, const char* title, Tavro* engine)
 
     // The items' shortcuts, active in this window.
     AddSizeItems(this, [this](const Message& message) { PostMessage(message); });
+    // A video player's keys: F11 toggles full screen, Esc leaves it.
+    auto* toggle = new QAction("Toggle full screen", this);
+    toggle->setShortcut(QKeySequence(Qt::Key_F11));
+    connect(toggle, &QAction::triggered, this, [this] { SetFullScreen(!fFullScreen); });
+    addAction(toggle);
+    auto* leave = new QAction("Leave full screen", this);
+    leave->setShortcut(QKeySequence(Qt::Key_Escape));
+    connect(leave, &QAction::triggered, this, [this] { SetFullScreen(false); });
+    addAction(leave);
+
+    // Over the full-screen picture the pointer goes once it has rested kPointerRest_ms.
+    fView->setMouseTracking(true);
+    fView->installEventFilter(this);
+    fPointerRest.setSingleShot(true);
+    fPointerRest.setInterval(kPointerRest_ms);
+    connect(&fPointerRest, &QTimer::timeout, this, [this] {
+        if (fFullScreen)
+            fView->setCursor(Qt::BlankCursor);
+    });
+}
+
+bool VideoWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == fView && event->type() == QEvent::MouseMove) {
+        fView->unsetCursor();
+        if (fFullScreen)
+            fPointerRest.start();
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 VideoWindow::~VideoWindow() {
@@ -85,6 +113,11 @@ void VideoWindow::SetFullScreen(bool on) {
         SetClientFrame(fRestoreFrame);
     }
     fFullScreen = on;
+    fView->unsetCursor();
+    if (on)
+        fPointerRest.start();
+    else
+        fPointerRest.stop();
 }
 
 void VideoWindow::Zoom() {

@@ -1,13 +1,16 @@
 #pragma once
 // The live video window: one VideoView over the whole window, at 50, 100 or 200 % of the
 // picture's size ('resz' with float "resize", Ctrl+0/1/2) or full screen ('full', Ctrl+F; the title
-// bar's zoom only enters it, a primary click in the picture and a new scale only leave it). When it
+// bar's zoom only enters it, a primary click in the picture and a new scale only leave it; F11
+// and a double-click toggle it, Esc leaves it; the pointer hides while it rests over the
+// full-screen picture). Ctrl+Q quits as the main window's "Quit" does. When it
 // goes, the window stores its frame as gSettings.videoFrame, tells its quit target ('vcls')
 // and has the engine stop feeding its view.
 //
 // Frames here are client areas in screen coordinates with inclusive edges, as the settings
 // file keeps them: a frame of width w covers w + 1 pixels.
 
+#include <QTimer>
 #include <QWidget>
 #include <functional>
 
@@ -52,8 +55,13 @@ public:
     // shortcuts alone); each hands its message to `post` when chosen.
     static void AddSizeItems(QWidget* menu, std::function<void(const Message&)> post);
 
+    // How long the pointer may rest over the full-screen picture before it is hidden.
+    static constexpr int kPointerRest_ms = 2000;
+
 protected:
     void changeEvent(QEvent* event) override;
+    // The view's mouse moves show the pointer again.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void SetClientFrame(const Rect& frame);
@@ -67,4 +75,5 @@ private:
     bool fFullScreen = false;
     Rect fRestoreFrame;
     float fScale = 1.0f;
+    QTimer fPointerRest;
 };
