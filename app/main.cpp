@@ -5,29 +5,28 @@
 #include <cstdlib>
 #include <memory>
 
+#include <QDir>
+#include <QLibraryInfo>
+
 #include "app/CommandLine.h"
+#include "app/DisplayCheck.h"
 #include "app/TavroApplication.h"
 
 namespace {
 
-bool hasDisplay() {
-    // A platform named outright (offscreen, vnc, ...) needs no display server.
-    for (const char* variable : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"}) {
-        const char* value = std::getenv(variable);
-        if (value != nullptr && value[0] != '\0')
-            return true;
-    }
-    return false;
+bool waylandPluginInstalled() {
+    const QDir platforms(QLibraryInfo::path(QLibraryInfo::PluginsPath) + "/platforms");
+    return !platforms.entryList({"libqwayland*.so"}, QDir::Files).isEmpty();
 }
 
 int runWindows(char** argv, const CommandLine& line) {
-    if (!hasDisplay()) {
-        std::fprintf(stderr,
-                     "tavro: the windows need a display, and neither DISPLAY nor "
-                     "WAYLAND_DISPLAY is set.\n"
-                     "The command-line tools work without one: see tavro --help.\n");
+    const DisplayChoice display = chooseDisplay(waylandPluginInstalled());
+    if (!display.problem.empty()) {
+        std::fprintf(stderr, "%s\n", display.problem.c_str());
         return kExitFailed;
     }
+    if (!display.platform.empty())
+        setenv("QT_QPA_PLATFORM", display.platform.c_str(), 1);
     TavroOptions options;
     options.roster = line.devices;
     // QApplication keeps references to both for its whole life. Qt reads only the program

@@ -6,11 +6,13 @@ set -euo pipefail
 packages=(
     build-essential cmake ninja-build pkg-config
     qt6-base-dev
+    qt6-wayland
     libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
     libv4l-dev libasound2-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     clang libclang-rt-14-dev
     ffmpeg xvfb xdotool
+    desktop-file-utils appstream
 )
 
 missing=()
