@@ -1,14 +1,23 @@
 #include "app/TavroApplication.h"
 
 #include <QIcon>
+#include <QScreen>
+
+#include <filesystem>
 
 #include "app/TavroSettings.h"
+#include "ui/Frames.h"
 #include "ui/main/ErrorAlertPresenter.h"
 #include "ui/main/TavroWindow.h"
 #include "ui/preview/PreviewWindowHost.h"
 
 TavroApplication::TavroApplication(int& argc, char** argv, const TavroOptions& options)
     : QApplication(argc, argv) {
+    // Without a settings file the preview windows have no place of their own yet.
+    std::string settingsPath;
+    std::error_code error;
+    const bool firstStart =
+        gSettings.GetPath(&settingsPath) == B_OK && !std::filesystem::exists(settingsPath, error);
     setOrganizationName("zelk");
     setApplicationName("Tavro");
     setDesktopFileName(kDesktopFileName);
@@ -26,10 +35,25 @@ TavroApplication::TavroApplication(int& argc, char** argv, const TavroOptions& o
 
     fMainWindow = new TavroWindow(gSettings.tavroFrame, "Tavro", fEngine.get());
     fMainWindow->show();
+    if (firstStart)
+        PlacePreviewsBesideMainWindow();
 
     fEngine->ShowVideo(gSettings.showVideo, gSettings.videoFrame);
     fEngine->ShowAudio(gSettings.showAudio, gSettings.audioFrame);
     fMainWindow->SetPreviewWindows(fPreviewWindows.get());
+}
+
+void TavroApplication::PlacePreviewsBesideMainWindow() {
+    QScreen* screen = fMainWindow->screen();
+    if (screen == nullptr)
+        return;
+    const QRect main = fMainWindow->geometry(), available = screen->availableGeometry();
+    const QRect video = toQRect(gSettings.videoFrame);
+    gSettings.videoFrame = toRect(besideMainWindow(main, video.size(), 0, available, video));
+    // The audio window under the video window (and its title bar).
+    const QRect audio = toQRect(gSettings.audioFrame);
+    gSettings.audioFrame =
+        toRect(besideMainWindow(main, audio.size(), video.height() + 40, available, audio));
 }
 
 TavroWindow* TavroApplication::MainWindow() const {

@@ -31,6 +31,10 @@ public:
     TavroWindow* MainWindow() const;
 
 private:
+    // On the first start (no settings file yet): the preview windows' frames beside the main
+    // window, where the screen has room, instead of over it.
+    void PlacePreviewsBesideMainWindow();
+
     std::unique_ptr<Tavro> fEngine;
     // Opens the preview windows for the engine; goes before it, closing them.
     std::unique_ptr<PreviewWindowHost> fPreviewWindows;

@@ -30,7 +30,7 @@ TEST(EndToEndTest, RecordsThroughTheWindowAndKeepsItsState) {
     std::string settingsPath;
     ASSERT_EQ(gSettings.GetPath(&settingsPath), B_OK);
     gSettings.SetFileName(output.c_str());
-    gSettings.tavroFrame = Rect{100, 100, 559, 400};
+    gSettings.tavroFrame = Rect{100, 100, 699, 400};
     // Panes closed, and only the main window, so that the keyboard stays with it.
     gSettings.showTimer = gSettings.showTVControls = gSettings.timer = false;
     gSettings.showVideo = gSettings.showAudio = false;
@@ -76,7 +76,7 @@ TEST(EndToEndTest, RecordsThroughTheWindowAndKeepsItsState) {
     ASSERT_EQ(saved.FindRect("tavroFrame", &frame), B_OK);
     EXPECT_EQ(frame.left, 100);
     EXPECT_EQ(frame.top, 100);
-    EXPECT_EQ(frame.right, 559);
+    EXPECT_EQ(frame.right, 699);
     // Both panes were opened through the window: each grew it by its height and the gap.
     EXPECT_GE(openHeight, closedHeight + 16);
     EXPECT_EQ(frame.bottom - frame.top + 1, openHeight);

@@ -2,15 +2,18 @@
 // it during a recording.
 
 #include <QLabel>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
+#include <QTest>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 #include "tests/ui/WindowTestFixture.h"
+#include "ui/Frames.h"
 #include "ui/main/RecordingFolder.h"
 
 namespace {
@@ -135,4 +138,65 @@ TEST_F(DesktopTest, ClosingDuringARecordingAsksFirst) {
     EXPECT_TRUE(waitUntil([&] { return window.isNull(); }, 2000));
     fWindow = nullptr;
     EXPECT_GT(fs::file_size(fVideos / "asked.avi"), 0u);
+}
+
+TEST_F(DesktopTest, CountersStayWholeAtTheNarrowestWindow) {
+    MakeWindow();
+    fWindow->resize(fWindow->minimumWidth(), fWindow->height());
+    drain();
+    for (auto [name, text] : {std::pair{"videoCounter", "12345678 frames (0)"},
+                              std::pair{"audioCounter", "12345678 buffers (1234)"}}) {
+        auto* counter = Child<QLabel>(name);
+        counter->setText(text);
+        EXPECT_LE(counter->fontMetrics().horizontalAdvance(text) + 2, counter->width()) << name;
+    }
+}
+
+TEST_F(DesktopTest, AKeyboardStopHandsTheFocusToRecordNotToTheFileName) {
+    MakeRecordingWindow();
+    fWindow->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(fWindow));
+    auto* field = Child<QLineEdit>("fileName");
+    const QString name = field->text();
+    Record("stopped.avi");
+    auto* stop = Child<QPushButton>("stopButton");
+    ASSERT_EQ(QApplication::focusWidget(), stop);
+    QTest::keyClick(stop, Qt::Key_Space);
+    drain();
+    EXPECT_FALSE(fDevices->IsRecording());
+    EXPECT_EQ(QApplication::focusWidget(), Child<QPushButton>("recordButton"));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_X);
+    EXPECT_EQ(field->text(), name);
+}
+
+TEST(Frames, AStoredFrameLandsOnAScreenThatExists) {
+    const std::vector<QRect> screens = {QRect(0, 0, 1280, 1024), QRect(1280, 0, 1920, 1080)};
+    struct Case {
+        QRect stored, placed;
+    } cases[] = {
+        {QRect(100, 100, 400, 300), QRect(100, 100, 400, 300)},    // on the first screen
+        {QRect(1500, 200, 400, 300), QRect(1500, 200, 400, 300)},  // on the second
+        {QRect(4000, 1500, 400, 300), QRect(60, 60, 400, 300)},    // on a screen now gone
+        {QRect(-900, -50, 400, 300), QRect(60, 60, 400, 300)},
+        {QRect(1000, 900, 400, 300), QRect(880, 724, 400, 300)},   // hanging over the edge
+        {QRect(100, 100, 1500, 1200), QRect(0, 0, 1500, 1200)},    // larger than its screen
+        {QRect(3000, 900, 400, 300), QRect(2800, 780, 400, 300)},  // over the second's edge
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(keptOnScreen(c.stored, screens), c.placed) << c.stored.x() << "," << c.stored.y();
+    EXPECT_EQ(keptOnScreen(QRect(5, 5, 10, 10), {}), QRect(5, 5, 10, 10));
+}
+
+TEST(Frames, TheFirstStartPutsThePreviewsBesideTheMainWindow) {
+    const QRect screen(0, 0, 1280, 1024), main(60, 60, 361, 451);
+    const QRect stored(250, 180, 384, 288);
+    // Right of it; the second one below the first; left of it when the right has no room.
+    EXPECT_EQ(besideMainWindow(main, stored.size(), 0, screen, stored), QRect(451, 60, 384, 288));
+    EXPECT_EQ(besideMainWindow(main, QSize(205, 43), 328, screen, stored),
+              QRect(451, 388, 205, 43));
+    const QRect rightSide(860, 60, 361, 451);
+    EXPECT_EQ(besideMainWindow(rightSide, stored.size(), 0, screen, stored),
+              QRect(446, 60, 384, 288));
+    // No room on either side: where the settings put it.
+    EXPECT_EQ(besideMainWindow(main, stored.size(), 0, QRect(0, 0, 800, 600), stored), stored);
 }

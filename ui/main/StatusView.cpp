@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kCounterFontSize = 10;
 constexpr int kBarGap = 3;
+constexpr const char* kWidestCounter = "88888888 buffers (8888)";
 
 FlickerFreeStringView* counterLine(QWidget* parent) {
     auto* line = new FlickerFreeStringView("-", parent);
@@ -21,6 +22,8 @@ FlickerFreeStringView* counterLine(QWidget* parent) {
     font.setPointSize(kCounterFontSize);
     line->setFont(font);
     line->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    // Whole up to eight digits written and four dropped, however narrow the window is made.
+    line->setMinimumWidth(QFontMetrics(font).horizontalAdvance(kWidestCounter) + 4);
     return line;
 }
 

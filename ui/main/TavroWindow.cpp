@@ -43,16 +43,6 @@
 
 namespace {
 
-// A frame saved on a screen that is no longer there comes back on the primary screen.
-QRect onScreen(QRect frame) {
-    QScreen* primary = QGuiApplication::primaryScreen();
-    if (primary == nullptr || QGuiApplication::screenAt(frame.topLeft()) != nullptr)
-        return frame;
-    QRect available = primary->availableGeometry();
-    frame.moveTopLeft(available.topLeft() + QPoint(60, 60));
-    return frame;
-}
-
 // The height the window's layout gives a pane that opens.
 int paneHeight(const QWidget* pane) {
     return pane->sizeHint().expandedTo(pane->minimumSize()).boundedTo(pane->maximumSize()).height();
@@ -114,7 +104,7 @@ TavroWindow::TavroWindow(const Rect& frame, const char* title, Tavro* engine)
     fTimerSwitch->SetValue(gSettings.showTimer ? PaneSwitch::kOpen : PaneSwitch::kClosed);
 
     // The height always fits the open panes; only the width is the user's.
-    QRect geometry = onScreen(toQRect(frame));
+    QRect geometry = keptOnScreen(toQRect(frame));
     setMinimumWidth(centralWidget()->minimumSizeHint().width());
     setFixedHeight(sizeHint().height());
     setGeometry(geometry.x(), geometry.y(), std::max(geometry.width(), minimumWidth()), height());

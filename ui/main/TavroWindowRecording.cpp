@@ -95,6 +95,10 @@ void TavroWindow::Stop() {
     fEngine->Stop();
     fStatusView->Stop();
     fFile.reset();
+    // A disabled button passes its focus on to the next widget, the file name field, with its
+    // text selected: one more keystroke would replace the name. Record takes it instead.
+    if (fStopButton->hasFocus())
+        fRecordButton->setFocus();
     fStopButton->setEnabled(false);
     UpdateTitle();
 }

@@ -15,7 +15,7 @@ AudioWindow::AudioWindow(const Rect& frame, const char* title, Tavro* engine)
     setMinimumWidth(titleWidth(this));
     QRect geometry = toQRect(frame);
     geometry.setWidth(std::max(geometry.width(), minimumWidth()));
-    setGeometry(geometry);
+    setGeometry(keptOnScreen(geometry));
 
     fPulse.setInterval(kPulseInterval_ms);
     connect(&fPulse, &QTimer::timeout, fView, &AudioView::Pulse);

@@ -14,7 +14,7 @@ VideoWindow::VideoWindow(const Rect& frame, const char* title, Tavro* engine)
     : QWidget(nullptr), Looper(this), fEngine(engine), fRestoreFrame(frame) {
     fView = new VideoView(this);
     fillPreviewWindow(this, title, fView, [this] { fQuitTarget.Post(B_QUIT_REQUESTED); });
-    SetClientFrame(frame);
+    setGeometry(keptOnScreen(toQRect(frame)));
     if (frame == ScreenFrame()) {
         Rect bounds = fEngine->Bounds();
         fRestoreFrame =
@@ -149,7 +149,7 @@ void VideoWindow::MessageReceived(Message* message) {
                 setGeometry(QRect(QPoint(int(fRestoreFrame.left), int(fRestoreFrame.top)), size));
                 fFullScreen = false;
             } else {
-                resize(size);
+                setGeometry(keptOnScreen(QRect(geometry().topLeft(), size)));
             }
             break;
         }
@@ -169,5 +169,7 @@ void VideoWindow::SetQuitTarget(MessageTarget* target) {
 void VideoWindow::PictureSizeChanged(int32 width, int32 height) {
     if (fFullScreen)
         return;
-    resize(ScaledPixels(float(width - 1), fScale), ScaledPixels(float(height - 1), fScale));
+    const QSize size(ScaledPixels(float(width - 1), fScale),
+                     ScaledPixels(float(height - 1), fScale));
+    setGeometry(keptOnScreen(QRect(geometry().topLeft(), size)));
 }

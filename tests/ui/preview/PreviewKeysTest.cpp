@@ -121,3 +121,16 @@ TEST_F(PreviewKeysTest, TheAudioWindowIsWideEnoughForItsTitle) {
     bold.setBold(true);
     EXPECT_GT(audio.width(), QFontMetrics(bold).horizontalAdvance("Tavro - Audio In") + 100);
 }
+
+TEST_F(PreviewKeysTest, AFrameStoredOffTheScreenOpensOnIt) {
+    const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
+    fWindow = new VideoWindow(Rect{2000, 1500, 2319, 1739}, "Tavro - Video In", &fEngine);
+    fWindow->show();
+    EXPECT_TRUE(screen.contains(fWindow->geometry())) << fWindow->geometry().x();
+    EXPECT_EQ(fWindow->size(), QSize(320, 240));
+    // Grown for a larger picture near the screen's corner: pushed back onto it.
+    fWindow->move(screen.right() - 330, screen.bottom() - 250);
+    fWindow->PictureSizeChanged(640, 480);
+    EXPECT_EQ(fWindow->size(), QSize(640, 480));
+    EXPECT_TRUE(screen.contains(fWindow->geometry()));
+}
