@@ -7,6 +7,7 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QTest>
+#include <QTextEdit>
 
 #include <cstdlib>
 #include <filesystem>
@@ -199,4 +200,34 @@ TEST(Frames, TheFirstStartPutsThePreviewsBesideTheMainWindow) {
               QRect(446, 60, 384, 288));
     // No room on either side: where the settings put it.
     EXPECT_EQ(besideMainWindow(main, stored.size(), 0, QRect(0, 0, 800, 600), stored), stored);
+}
+
+TEST_F(DesktopTest, TheFormatDescriptionShowsFourWholeLinesForTheLongestNames) {
+    FormatSetting* format = gSettings.formats[1];
+    format->SetFileFormat("matroska");
+    format->SetVideoEncoder("libx264");
+    format->SetAudioEncoder("aac");
+    MakeWindow();
+    auto* description = Child<QTextEdit>("description");
+    for (int width : {fWindow->minimumWidth(), fWindow->minimumWidth() + 400}) {
+        fWindow->resize(width, fWindow->height());
+        drain();
+        const QStringList lines = description->toPlainText().split('\n');
+        ASSERT_EQ(lines.size(), 4) << description->toPlainText().toStdString();
+        const QFontMetrics metrics(description->font());
+        const int tab = int(description->tabStopDistance());
+        for (const QString& line : lines) {
+            const QString text = QString(line).remove('\t');
+            const int indent = int(line.size() - text.size()) * tab;
+            EXPECT_LE(indent + metrics.horizontalAdvance(text), description->viewport()->width())
+                << line.toStdString();
+        }
+        // All four fit in the box's height.
+        EXPECT_LE(description->document()->size().height(), description->viewport()->height());
+        // The full text stays at hand.
+        EXPECT_TRUE(description->toolTip().contains("AAC (Advanced Audio Coding)"));
+    }
+    // Wide enough, nothing is elided.
+    EXPECT_TRUE(description->toPlainText().contains("AAC (Advanced Audio Coding), 44.1kHz stereo"))
+        << description->toPlainText().toStdString();
 }

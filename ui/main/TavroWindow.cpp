@@ -19,6 +19,7 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QScreen>
 #include <QTextEdit>
 #include <QTimer>
@@ -227,7 +228,9 @@ void TavroWindow::BuildBody() {
     fDescription->setReadOnly(true);
     fDescription->setTextInteractionFlags(Qt::NoTextInteraction);
     fDescription->setFocusPolicy(Qt::NoFocus);
-    fDescription->setLineWrapMode(QTextEdit::WidgetWidth);
+    // One line each, elided to the width (ElideDescription): wrapped, a long encoder name
+    // would push the fourth line out of the four the box holds.
+    fDescription->setLineWrapMode(QTextEdit::NoWrap);
     fDescription->setFrameShape(QFrame::NoFrame);
     fDescription->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     fDescription->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -243,6 +246,7 @@ void TavroWindow::BuildBody() {
     fDescription->setFixedHeight(4 * metrics.lineSpacing() +
                                  2 * int(fDescription->document()->documentMargin()) + 2);
     formatLayout->addWidget(fDescription);
+    fDescription->viewport()->installEventFilter(this);
     layout->addWidget(formatBox);
 
     // The TV pane.
@@ -433,6 +437,29 @@ void TavroWindow::closeEvent(QCloseEvent* event) {
         event->accept();
     else
         event->ignore();
+}
+
+bool TavroWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (fDescription != nullptr && watched == fDescription->viewport() &&
+        event->type() == QEvent::Resize)
+        ElideDescription();
+    return QMainWindow::eventFilter(watched, event);
+}
+
+void TavroWindow::ElideDescription() {
+    const QFontMetrics metrics(fDescription->font());
+    const int tab = int(fDescription->tabStopDistance());
+    const int width =
+        fDescription->viewport()->width() - 2 * int(fDescription->document()->documentMargin()) - 2;
+    QStringList lines = fDescriptionText.split('\n');
+    for (QString& line : lines) {
+        const qsizetype tabs =
+            line.size() - QString(line).remove(QRegularExpression("^\t+")).size();
+        line = line.left(tabs) + metrics.elidedText(line.mid(tabs), Qt::ElideRight,
+                                                    std::max(width - int(tabs) * tab, 0));
+    }
+    fDescription->setPlainText(lines.join('\n'));
+    fDescription->setToolTip(fDescriptionText);
 }
 
 void TavroWindow::UpdateTitle() {

@@ -107,6 +107,8 @@ protected:
     virtual QWidget* CreateAboutWindow();
 
     void closeEvent(QCloseEvent* event) override;
+    // The format description's width changes: its lines are elided again.
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
 
@@ -145,6 +147,8 @@ private:
     static void ShowIncompleteSettingsAlert(QWidget* parent);
     // The title given at construction, or "<title> — Recording hh:mm:ss" while recording.
     void UpdateTitle();
+    // Shows fDescriptionText, each line elided to the description's width.
+    void ElideDescription();
 
     Tavro* const fEngine;
     // The running recording's file; held from Record to Stop, also when it failed to start.
@@ -163,6 +167,7 @@ private:
     QActionGroup* fFormatItems = nullptr;
     QPushButton* fFormatField = nullptr;
     QTextEdit* fDescription = nullptr;
+    QString fDescriptionText;  // in full; the view shows it elided
     QLineEdit* fFileName = nullptr;
 
     // The panes. The TV controls and the timer list go into their pane's widget; the status

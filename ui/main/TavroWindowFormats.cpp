@@ -204,7 +204,8 @@ void TavroWindow::RemoveFormat() {
 
 void TavroWindow::UpdateFormatDescription() {
     if (fFormat == nullptr) {
-        fDescription->setPlainText("\n\t<no format selected>");
+        fDescriptionText = "\n\t<no format selected>";
+        ElideDescription();
         return;
     }
     std::string fileFormat = fileFormatText(fFormat->fileFormat);
@@ -243,5 +244,6 @@ void TavroWindow::UpdateFormatDescription() {
                   fileFormat.c_str(), video.c_str(), quality, long(fFormat->videoWidth),
                   long(fFormat->videoHeight), colorSpaceWord(fFormat->colorSpace), rate,
                   audio.c_str());
-    fDescription->setPlainText(QString::fromUtf8(text));
+    fDescriptionText = QString::fromUtf8(text);
+    ElideDescription();
 }
