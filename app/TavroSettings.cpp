@@ -231,6 +231,12 @@ status_t TavroSettings::LoadFrom(const Message& message) {
         lastFormat = last;
     else
         lastFormat = 0;
+
+    // Each one whole; what an entry holds is checked when it is restored.
+    timers.clear();
+    Message entry;
+    for (int32 index = 0; message.FindMessage("timedRecording", index, &entry) == B_OK; index++)
+        timers.push_back(entry);
     return B_OK;
 }
 
@@ -257,6 +263,8 @@ void TavroSettings::SaveTo(Message* message) const {
             message->AddFlat("format", *format);
     }
     message->AddInt32("lastFormat", lastFormat);
+    for (const Message& entry : timers)
+        message->AddMessage("timedRecording", entry);
 }
 
 status_t TavroSettings::Save() {

@@ -9,8 +9,7 @@
 
 #include "app/FormatSetting.h"
 #include "support/Geometry.h"
-
-class Message;
+#include "support/Message.h"
 
 constexpr uint32 kSettingsWhat = fourcc("Tavr");
 extern const char* const kSettingsFileName;
@@ -53,6 +52,10 @@ public:
     char* fileName = nullptr;  // heap, owned; never null after construction
     std::vector<FormatSetting*> formats;  // never empty after construction; items not owned
     int32 lastFormat = 0;                 // always a valid index into formats
+    // The timer list, one archive per entry (see scheduler/TimerStore.h), stored after the
+    // fields above as repeated "timedRecording" messages. The entries are read from these archives at
+    // start and written into them at exit.
+    std::vector<Message> timers;
 };
 
 extern TavroSettings gSettings;

@@ -40,6 +40,7 @@
 #include "ui/preview/AudioWindow.h"
 #include "ui/preview/PreviewWindowHost.h"
 #include "ui/preview/VideoWindow.h"
+#include "ui/timer/TimerView.h"
 #include "ui/widgets/PaneSwitch.h"
 
 namespace {
@@ -127,6 +128,7 @@ TavroWindow::TavroWindow(const Rect& frame, const char* title, Tavro* engine)
 
     fEngine->SetStopTarget(this);
     fScheduler = std::make_unique<Scheduler>(this);
+    fTimerView->RestoreTimers(gSettings.timers, gSettings.timer);
     if (gSettings.timer)
         fScheduler->Start();
     fFileName->setFocus();
@@ -269,6 +271,8 @@ void TavroWindow::BuildBody() {
     });
     timerRow->addWidget(fTimerEnabled);
     fTimerPane = newPane("timerPane");
+    fTimerView = new TimerView(this);
+    fTimerPane->layout()->addWidget(fTimerView);
     layout->addWidget(fTimerPane);
 
     // Record and Stop, with the status panel beneath.
@@ -377,7 +381,7 @@ void TavroWindow::MessageReceived(Message* message) {
             ToggleVideoWindow();
             break;
         case kMsgRecord:
-            Record(message);
+            RecordRequested(message);
             break;
         case kMsgStop:
             Stop();
@@ -403,6 +407,7 @@ bool TavroWindow::QuitRequested() {
     gSettings.tavroFrame = toRect(geometry());
     gSettings.showTimer = !fTimerPane->isHidden();
     gSettings.showTVControls = !fTVPane->isHidden();
+    gSettings.timers = fTimerView->ArchiveTimers();
     QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit,
                               Qt::QueuedConnection);
     return true;
@@ -622,6 +627,7 @@ void TavroWindow::SetTimerEnabled(const Message* message) {
 
 void TavroWindow::FileNameChanged() {
     gSettings.SetFileName(fFileName->text().toStdString().c_str());
+    fTimerView->SetFileName(gSettings.fileName);
 }
 
 void TavroWindow::ShowSavePanel() {

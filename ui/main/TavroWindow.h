@@ -18,6 +18,7 @@
 #include "support/Geometry.h"
 #include "ui/Looper.h"
 
+class EventItem;
 class FormatSetting;
 class ParameterWeb;
 class PaneSwitch;
@@ -35,6 +36,7 @@ class Scheduler;
 class StatusView;
 class Tavro;
 class TavroFile;
+class TimerView;
 
 class TavroWindow : public QMainWindow, public Looper {
     Q_OBJECT
@@ -71,6 +73,8 @@ public:
     // field (not into the settings) and `format`, an element of the settings' list, becomes
     // the current format.
     void ShowTimerEvent(const char* path, FormatSetting* format);
+    // The timer pane chose `item`: its path and format (when it has one) are shown.
+    void SetTimerEvent(EventItem* item);
 
     // Format selection.
     void UpdateFormatDescription();
@@ -85,6 +89,7 @@ public:
     FormatSetting* CurrentFormat() const { return fFormat; }
 
     Scheduler* GetScheduler() const { return fScheduler.get(); }
+    TimerView* GetTimerView() const { return fTimerView; }
     // Where the "Video Size" items post (the video preview window); null: nowhere.
     void SetVideoSizeTarget(MessageTarget* target) { fVideoSizeTarget = target; }
     // The preview windows the engine opens through `windows` (not owned; null: none): this
@@ -133,6 +138,9 @@ private:
     void ShowSavePanel();
     void SavePanelAccepted();
     void TimerEvent(const Message* message);
+    // Record for a 'recd' message; a timed one that did not start says so on its entry.
+    void RecordRequested(Message* message);
+    void TimedRecordingFailed(EventItem* item, const std::string& reason);
     void FormatChosen(const Message* message);
     void FormatChanged(const Message* message);
 
@@ -177,11 +185,14 @@ private:
     PaneSwitch* fTimerSwitch = nullptr;
     QCheckBox* fTimerEnabled = nullptr;
     QWidget* fTimerPane = nullptr;
+    TimerView* fTimerView = nullptr;
     QPushButton* fRecordButton = nullptr;
     QPushButton* fStopButton = nullptr;
     QWidget* fStatusPane = nullptr;
     StatusView* fStatusView = nullptr;
 
+    // Why the last Record did not start; empty when it did.
+    std::string fRecordFailure;
     int32 fChannel = 0;
     std::string fChannelName;
 

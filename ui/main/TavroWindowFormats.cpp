@@ -18,6 +18,7 @@
 #include "media/file/FileFormats.h"
 #include "ui/main/TavroWindow.h"
 #include "ui/main/WindowMessages.h"
+#include "ui/timer/TimerView.h"
 
 namespace {
 
@@ -142,6 +143,7 @@ void TavroWindow::FormatChosen(const Message* message) {
         return;
     fFormat = format;
     UpdateFormatDescription();
+    fTimerView->SetFormat(fFormat);
     if (auto* editor = dynamic_cast<MessageTarget*>(fFormatWindow.data())) {
         Message selected(kMsgFormatSelected);
         selected.AddInt32("index", index);
@@ -189,6 +191,7 @@ void TavroWindow::RemoveFormat() {
             delete item;
         }
     }
+    fTimerView->FormatRemoved(fFormat);
     delete fFormat;
     // Forgotten at once: a new format may be allocated where this one was.
     fFormat = nullptr;

@@ -5,6 +5,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 
+#include <cstdio>
 #include <filesystem>
 
 #include "app/ErrorAlert.h"
@@ -13,10 +14,14 @@
 #include "app/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
+#include "scheduler/EventItem.h"
+#include "scheduler/TimedRecordingPath.h"
+#include "support/Clock.h"
 #include "ui/main/RecordingFolder.h"
 #include "ui/main/StatusView.h"
 #include "ui/main/TavroWindow.h"
 #include "ui/main/WindowMessages.h"
+#include "ui/timer/TimerView.h"
 
 namespace {
 
@@ -41,6 +46,7 @@ void TavroWindow::Record(Message* message) {
     if (isEmpty(gSettings.fileName) || fFormat == nullptr || isEmpty(fFormat->fileFormat) ||
         isEmpty(fFormat->videoEncoder)) {
         ShowIncompleteSettingsAlert(this);
+        fRecordFailure = "the format's settings are not complete";
         return;
     }
     // A timed event that begins during a recording takes over.
@@ -59,29 +65,36 @@ void TavroWindow::Record(Message* message) {
 
     // Kept until the next Stop or Record also when it failed: the file object has shown why.
     fFile = std::make_unique<TavroFile>(path.c_str(), fFormat, fEngine);
-    if (fFile->status < 0)
+    if (fFile->status < 0) {
+        fRecordFailure = "the file could not be made: " + statusText(fFile->status);
         return;
+    }
     status_t status = fFile->file->CommitHeader();
     if (status != B_OK) {
         ErrorAlert("failed to write the file's header!", status);
+        fRecordFailure = "the file's header could not be written: " + statusText(status);
         fFile.reset();
         return;
     }
     if (fEngine->SetVideoTrack(fFile->videoTrack) != B_OK) {
         ErrorAlert("failed to set video track!", B_ERROR);
+        fRecordFailure = "failed to set video track";
         fFile.reset();
         return;
     }
     if (fEngine->SetAudioTrack(fFile->audioTrack) != B_OK) {
         ErrorAlert("failed to set audio track!", B_ERROR);
+        fRecordFailure = "failed to set audio track";
         // The engine has taken the video track already: let it go before the file does.
         fEngine->Stop();
         fFile.reset();
         return;
     }
     // Silently: the window shows no recording, and the file stays until the next Stop.
-    if (fEngine->Start() != B_OK)
+    if (status_t started = fEngine->Start(); started != B_OK) {
+        fRecordFailure = "the engine did not start: " + statusText(started);
         return;
+    }
     fStatusView->Start();
     fStatusView->SetFileName(QString::fromStdString(path));
     fStopButton->setEnabled(true);
@@ -107,10 +120,63 @@ void TavroWindow::TimerEvent(const Message* message) {
     int32 status;
     if (message->FindInt32("status", &status) != B_OK)
         return;
-    Message request(status == 0 ? kMsgRecord : kMsgStop);
-    // The timer pane's entries carry "eventItem"; their channel and file go along as
-    // "channel" and "fileName" once the timer list is part of the window.
+    // The entry may have been removed since the notification was posted: only a listed one is
+    // read.
+    void* pointer = nullptr;
+    EventItem* item = nullptr;
+    if (message->FindPointer("eventItem", &pointer) == B_OK &&
+        fTimerView->Contains(static_cast<EventItem*>(pointer)))
+        item = static_cast<EventItem*>(pointer);
+    if (status == kEventMoved) {
+        // A repeating entry's start moved on: nothing to record, the row shows the new start.
+        if (item != nullptr) {
+            item->SyncFromEvent();
+            fTimerView->ItemChanged(item);
+        }
+        return;
+    }
+    Message request(status == kEventStarted ? kMsgRecord : kMsgStop);
+    if (item != nullptr) {
+        if (status == kEventStarted) {
+            int error = B_OK;
+            const std::string path =
+                timedRecordingPath(recordingPath(item->FileName()), real_time_clock(), &error);
+            if (path.empty()) {
+                TimedRecordingFailed(item, "no free file name: " + statusText(error));
+                return;
+            }
+            request.AddInt32("channel", item->Channel());
+            request.AddString("fileName", path);
+            request.AddPointer("eventItem", item);
+            item->SetFailure({});
+        }
+        // Disabled while its recording runs; the list paints it so.
+        item->SetEnabled(status != kEventStarted);
+        fTimerView->ItemChanged(item);
+    }
     PostMessage(request);
+}
+
+void TavroWindow::TimedRecordingFailed(EventItem* item, const std::string& reason) {
+    item->SetFailure("not recorded: " + reason);
+    item->SetEnabled(true);
+    fTimerView->ItemChanged(item);
+    std::fprintf(stderr, "tavro: timed recording to %s %s\n", item->FileName().c_str(),
+                 item->Failure().c_str());
+}
+
+void TavroWindow::RecordRequested(Message* message) {
+    fRecordFailure.clear();
+    Record(message);
+    void* pointer = nullptr;
+    if (message->FindPointer("eventItem", &pointer) != B_OK ||
+        !fTimerView->Contains(static_cast<EventItem*>(pointer)))
+        return;
+    if (fFile == nullptr || !fStopButton->isEnabled()) {
+        TimedRecordingFailed(static_cast<EventItem*>(pointer),
+                             fRecordFailure.empty() ? "the recording did not start"
+                                                    : fRecordFailure);
+    }
 }
 
 void TavroWindow::ShowTimerEvent(const char* path, FormatSetting* format) {
@@ -122,9 +188,16 @@ void TavroWindow::ShowTimerEvent(const char* path, FormatSetting* format) {
     UpdateFormatDescription();
 }
 
+void TavroWindow::SetTimerEvent(EventItem* item) {
+    // An entry without a format records with the current one.
+    ShowTimerEvent(item->FileName().c_str(),
+                   item->Format() != nullptr ? item->Format() : fFormat);
+}
+
 void TavroWindow::SetChannel(int32 channel, const char* name) {
     fChannel = channel;
     fChannelName = name != nullptr ? name : "";
+    fTimerView->SetChannel(channel, name);
 }
 
 void TavroWindow::RefsReceived(Message* message) {
@@ -153,5 +226,5 @@ void TavroWindow::RefsReceived(Message* message) {
 void TavroWindow::SetFileName(const std::string& path) {
     gSettings.SetFileName(path.c_str());
     fFileName->setText(QString::fromUtf8(gSettings.fileName));
-    // The timer pane's selected entry takes the stored name here.
+    fTimerView->SetFileName(gSettings.fileName);
 }
