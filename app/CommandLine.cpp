@@ -10,6 +10,7 @@
 
 #include "app/Commands.h"
 #include "app/HeadlessRecorder.h"
+#include "app/TimerCommands.h"
 #include "media/MediaFormat.h"
 
 namespace {
@@ -175,6 +176,14 @@ const std::vector<Option> kOptions = {
         G::Command, [](const CommandLine&) { return listRecordingFormats(); }},
     {"--settings", 0, nullptr, "show the settings file, the output file and the formats",
         G::Command, showSettings},
+    {"--list-timers", 0, nullptr, "list the stored timers with their indexes",
+        G::Command, listTimers},
+    {"--add-timer", 0, "START-STOP", "store a timer recording into FILE from START to STOP "
+        "(local H:MM or H:MM:SS)", G::Command, addTimer, {}, nullptr, "FILE"},
+    {"--remove-timer", 0, "INDEX", "remove the stored timer INDEX (see --list-timers)",
+        G::Command, removeTimer},
+    {"--run-timers", 0, nullptr, "record the stored timers without windows until Ctrl+C",
+        G::Command, runTimers},
 
     {"--duration", 0, "TIME", "stop after TIME: seconds or [[H:]M:]S (1:30:00)",
         G::Recording, {}, setDuration},
@@ -200,6 +209,11 @@ const std::vector<Option> kOptions = {
         G::Recording, {}, number(&CommandLine::audioRate, 1000, 384000)},
     {"--audio-channels", 0, "N", "this time only: 1 or 2 sound channels",
         G::Recording, {}, number(&CommandLine::audioChannels, 1, 2)},
+
+    {"--date", 0, "YYYY-MM-DD", "the timer's day (default: today, or tomorrow when START "
+        "has passed)", G::Timers, {}, text(&CommandLine::date)},
+    {"--repeat", 0, "RULE", "once, daily, weekly or monthly (default: once)",
+        G::Timers, {}, text(&CommandLine::repeat)},
 
     {"--video-input", 0, "DEVICE", "the video input: an id or name from --list-devices",
         G::Devices, {}, device(&RosterOptions::videoInput)},
@@ -231,6 +245,7 @@ std::string helpText() {
         const char* title;
     } sections[] = {{G::Command, "Commands (one at most; without one, tavro opens its windows):"},
                     {G::Recording, "Recording (with --record):"},
+                    {G::Timers, "Timers (with --add-timer; --channel and --format too):"},
                     {G::Devices, "Devices (with the windows and every command):"},
                     {G::Output, "Output:"}};
     std::string text =
@@ -247,6 +262,8 @@ std::string helpText() {
                                        : std::string("    ") + option.name;
             if (option.value != nullptr)
                 spelling += std::string(" ") + option.value;
+            if (option.operand != nullptr)
+                spelling += std::string(" ") + option.operand;
             text += wrapped(spelling, option.help);
         }
     }

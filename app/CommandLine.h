@@ -30,6 +30,8 @@ constexpr int kExitUsage = 2;
 struct CommandLine {
     // The command's value (the FILE of --record); empty for a command without one.
     std::string commandValue;
+    // The second value of a command that takes two (the FILE of --add-timer).
+    std::string commandOperand;
     RosterOptions devices;
     bool quiet = false;  // nothing on standard output but what the command is for
 
@@ -48,10 +50,15 @@ struct CommandLine {
     int32 frameDivisor = -1;
     int32 audioRate = -1;
     int32 audioChannels = -1;
+
+    // --add-timer: the date (YYYY-MM-DD; empty: today or tomorrow) and the repeat ("once",
+    // "daily", "weekly", "monthly"; empty: once). --channel and --format above go with it.
+    std::string date;
+    std::string repeat;
 };
 
 // How --help groups the options.
-enum class OptionGroup { Command, Recording, Devices, Output };
+enum class OptionGroup { Command, Recording, Timers, Devices, Output };
 
 struct Option {
     const char* name;   // "--record"
@@ -66,6 +73,8 @@ struct Option {
     std::function<bool(CommandLine*, const char* value, std::string* problem)> set = {};
     // An old spelling: the option to use instead. Works as that one, with a note; not listed.
     const char* replacedBy = nullptr;
+    // A command's second value, after its first ("FILE" of --add-timer); nullptr: none.
+    const char* operand = nullptr;
 };
 
 // The outcome of reading a command line.

@@ -245,6 +245,14 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
             !problem.empty())
             return fail(problem);
     }
+    if (result.command != nullptr && result.command->operand != nullptr) {
+        if (operands.empty()) {
+            return fail("tavro: " + std::string(result.command->name) + " needs " +
+                        result.command->value + " " + result.command->operand);
+        }
+        result.options.commandOperand = operands.front();
+        operands.erase(operands.begin());
+    }
     if (!operands.empty()) {
         std::string message = "tavro: unexpected argument " + quoted(operands.front());
         if (result.command == nullptr)
