@@ -1,6 +1,7 @@
 #include "app/TimerCommands.h"
 
 #include <csignal>
+#include <filesystem>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -180,9 +181,12 @@ int addTimer(const CommandLine& line) {
     if (dash == std::string::npos || !parseClock(times.substr(0, dash), &start) ||
         !parseClock(times.substr(dash + 1), &stop))
         return usage("bad START-STOP '" + times + "': expected H:MM-H:MM, such as 20:15-22:00");
-    const char* path = line.commandOperand.c_str();
-    if (path[0] == '\0')
+    if (line.commandOperand.empty())
         return usage("--add-timer needs a file name");
+    // Relative to where the command was given, not to where --run-timers will run.
+    std::error_code error;
+    const std::string absolute = std::filesystem::absolute(line.commandOperand, error).string();
+    const char* path = error ? line.commandOperand.c_str() : absolute.c_str();
 
     const time_t now = real_time_clock();
     struct tm date = localTime(now);

@@ -3,45 +3,20 @@
 // bad values are refused with exit status 2.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/engine/TavroProgram.h"
 #include "tests/media/file/MovieReader.h"
 
 namespace {
 
-struct Outcome {
-    int exitStatus = -1;
-    std::string out;
-    std::string err;
-};
-
-std::string takeFile(const std::string& path) {
-    std::stringstream text;
-    text << std::ifstream(path).rdbuf();
-    std::remove(path.c_str());
-    return text.str();
-}
-
-Outcome tavro(const std::vector<std::string>& arguments, const std::string& prefix = "") {
-    const std::string out = temporaryPath("out"), err = temporaryPath("err");
-    std::string command = prefix + " '" + TAVRO_BINARY + "'";
-    for (const std::string& argument : arguments)
-        command += " '" + argument + "'";
-    const int status = std::system((command + " >'" + out + "' 2>'" + err + "'").c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, takeFile(out), takeFile(err)};
-}
-
 // Local "H:MM:SS" of `time`.
-std::string clock(time_t time) {
+std::string clockText(time_t time) {
     struct tm local {};
     localtime_r(&time, &local);
     char text[16];
@@ -57,7 +32,7 @@ TEST(TimerCommands, AddedTimerIsListedRecordedAndRemoved) {
         GTEST_SKIP() << "the timer would cross midnight";
     const std::string path = temporaryPath("avi");
 
-    Outcome added = tavro({"--add-timer", clock(start) + "-" + clock(start + 4), path});
+    Outcome added = tavro({"--add-timer", clockText(start) + "-" + clockText(start + 4), path});
     ASSERT_EQ(added.exitStatus, 0) << added.err;
     Outcome listed = tavro({"--list-timers"});
     EXPECT_EQ(listed.exitStatus, 0);
