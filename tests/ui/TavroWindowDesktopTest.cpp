@@ -231,3 +231,19 @@ TEST_F(DesktopTest, TheFormatDescriptionShowsFourWholeLinesForTheLongestNames) {
     EXPECT_TRUE(description->toPlainText().contains("AAC (Advanced Audio Coding), 44.1kHz stereo"))
         << description->toPlainText().toStdString();
 }
+
+TEST_F(DesktopTest, TheStatusTextsShowExactlyTheBoxBehindThem) {
+    MakeWindow();
+    const QImage window = fWindow->grab().toImage();
+    auto* counter = Child<QLabel>("videoCounter");
+    auto* status = counter->parentWidget();
+    // Beside the text and between the two columns: the same pixels.
+    const QPoint inLabel = counter->mapTo(fWindow, QPoint(counter->width() - 3, 2));
+    const QPoint between = status->mapTo(fWindow, QPoint(status->width() / 2, counter->y() + 2));
+    EXPECT_EQ(QColor(window.pixel(inLabel)).name().toStdString(),
+              QColor(window.pixel(between)).name().toStdString());
+    auto* elapsed = Child<QLabel>("elapsed");
+    const QPoint inElapsed = elapsed->mapTo(fWindow, QPoint(elapsed->width() - 3, 2));
+    EXPECT_EQ(QColor(window.pixel(inElapsed)).name().toStdString(),
+              QColor(window.pixel(between)).name().toStdString());
+}

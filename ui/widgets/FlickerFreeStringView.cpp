@@ -5,8 +5,11 @@
 FlickerFreeStringView::FlickerFreeStringView(const QString& text, QWidget* parent,
                                              const QImage* background)
     : QLabel(text, parent), fBackground(background) {
-    // Every pixel is painted by the one copy from the offscreen bitmap: nothing to erase.
-    setAttribute(Qt::WA_OpaquePaintEvent);
+    // With a background picture every pixel is painted by the one copy from the offscreen
+    // bitmap: nothing to erase. On a parent, the bitmap is clear but for the text, and what
+    // the parent and its ancestors paint (a group box's own fill, a style's gradient) shows
+    // through exactly; Qt composes both in its backing store, so nothing flickers.
+    setAttribute(Qt::WA_OpaquePaintEvent, fBackground != nullptr || parent == nullptr);
     fBackgroundColor = fLowColor = rgb_color::From(palette().color(QPalette::Window));
 }
 
@@ -52,10 +55,15 @@ void FlickerFreeStringView::paintEvent(QPaintEvent*) {
             rgb_color::From(parent->palette().color(parent->backgroundRole()));
 
     const QRect bounds = rect();
-    if (fBackground != nullptr)
+    if (fBackground != nullptr) {
         offscreen->drawImage(bounds, *fBackground, geometry());
-    else
+    } else if (parentWidget() != nullptr) {
+        offscreen->setCompositionMode(QPainter::CompositionMode_Source);
+        offscreen->fillRect(bounds, Qt::transparent);
+        offscreen->setCompositionMode(QPainter::CompositionMode_SourceOver);
+    } else {
         offscreen->fillRect(bounds, fLowColor.ToQColor());
+    }
 
     if (!text().isEmpty()) {
         offscreen->setFont(font());

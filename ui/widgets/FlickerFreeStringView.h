@@ -3,8 +3,9 @@
 // counters). Each redraw is composed in an offscreen bitmap, reused across redraws, and
 // reaches the widget in one copy; the widget's background is never erased first.
 //
-// The background is the parent's colour (taken again at every redraw), else the low colour
-// set here; with a background picture, the part of it under this view. The text is drawn in
+// The background is what the parent paints under the view (its colour is kept as the low
+// colour, taken again at every redraw); without a parent, the low colour set here; with a
+// background picture, the part of it under this view. The text is drawn in
 // the palette's text colour with the widget's font and alignment.
 
 #include <QLabel>
