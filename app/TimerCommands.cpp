@@ -1,11 +1,11 @@
 #include "app/TimerCommands.h"
 
+#include <strings.h>
 #include <csignal>
-#include <filesystem>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <strings.h>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -36,15 +36,15 @@ constexpr bigtime_t kLoopPoll = 100000;
 constexpr int32 kDay = 86400;
 
 int usage(const std::string& problem) {
-    std::fprintf(stderr, "tavro: %s (see tavro --help)\n", problem.c_str());
+    std::fprintf(stderr, "tavro: %s\n", problem.c_str());
     return kExitUsage;
 }
 
 // "H:MM" or "H:MM:SS" of a valid clock time, as seconds after midnight.
 bool parseClock(const std::string& text, int32* seconds) {
     int hour = 0, minute = 0, second = 0, length = 0;
-    const int read = std::sscanf(text.c_str(), "%d:%d%n:%d%n", &hour, &minute, &length, &second,
-                                 &length);
+    const int read =
+        std::sscanf(text.c_str(), "%d:%d%n:%d%n", &hour, &minute, &length, &second, &length);
     if (read < 2 || size_t(length) != text.size() || hour < 0 || hour > 23 || minute < 0 ||
         minute > 59 || second < 0 || second > 59)
         return false;
@@ -203,7 +203,8 @@ int addTimer(const CommandLine& line) {
                 mode = values[m];
         }
         if (mode < 0)
-            return usage("bad repeat '" + line.repeat + "': expected once, daily, weekly or monthly");
+            return usage("bad repeat '" + line.repeat +
+                         "': expected once, daily, weekly or monthly");
     }
     const int32 channel = line.channel >= 0 ? line.channel : 0;
     FormatSetting* format = gSettings.formats[size_t(gSettings.lastFormat)];
@@ -247,7 +248,8 @@ int removeTimer(const CommandLine& line) {
     char* end = nullptr;
     const long index = std::strtol(text, &end, 10);
     if (end == text || *end != '\0' || index < 0 || size_t(index) >= gSettings.timers.size())
-        return usage("no timer '" + line.commandValue + "' (see tavro --list-timers)");
+        return usage("no timer '" + line.commandValue +
+                     "': the indexes are those of --list-timers");
     gSettings.timers.erase(gSettings.timers.begin() + index);
     std::printf("Removed timer %ld.\n", index);
     return 0;
@@ -261,7 +263,8 @@ int runTimers(const CommandLine& line) {
     struct sigaction action {};
     action.sa_handler = onStopSignal;
     sigemptyset(&action.sa_mask);
-    struct sigaction oldInt {}, oldTerm{};
+    struct sigaction oldInt {
+    }, oldTerm{};
     sigaction(SIGINT, &action, &oldInt);
     sigaction(SIGTERM, &action, &oldTerm);
 
@@ -279,11 +282,13 @@ int runTimers(const CommandLine& line) {
     int exitStatus = 0;
     {
         TimerRecorder recorder(&engine);
-        RestoredTimers restored = restoreTimers(gSettings.timers, gSettings.formats, real_time_clock());
+        RestoredTimers restored =
+            restoreTimers(gSettings.timers, gSettings.formats, real_time_clock());
         for (const std::string& line : restored.missed)
             std::fprintf(stderr, "tavro: missed while not running: %s\n", line.c_str());
         if (restored.damaged > 0)
-            std::fprintf(stderr, "tavro: %d damaged timer entries skipped\n", int(restored.damaged));
+            std::fprintf(stderr, "tavro: %d damaged timer entries skipped\n",
+                         int(restored.damaged));
 
         Scheduler scheduler(&queue);
         std::vector<std::unique_ptr<EventItem>> items = std::move(restored.items);

@@ -194,10 +194,9 @@ std::unique_ptr<EventItem> EventItem::Instantiate(const Message& archive,
     item->fEvent->SetRepeatTime(stored->RepeatTime());
     item->SetFileName(archive.GetString("path", "").c_str());
     std::string channelName;
-    item->SetChannel(archive.GetInt32("channel", 0),
-                     archive.FindString("channel name", &channelName) == B_OK
-                         ? channelName.c_str()
-                         : nullptr);
+    item->SetChannel(
+        archive.GetInt32("channel", 0),
+        archive.FindString("channel name", &channelName) == B_OK ? channelName.c_str() : nullptr);
     std::string formatName;
     if (archive.FindString("format", &formatName) == B_OK) {
         for (FormatSetting* format : formats) {

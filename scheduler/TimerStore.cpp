@@ -1,5 +1,7 @@
 #include "scheduler/TimerStore.h"
 
+#include <algorithm>
+
 #include "app/FormatSetting.h"
 
 namespace {
@@ -36,7 +38,12 @@ bool skipEndedRuns(EventItem* item, time_t now) {
 }  // namespace
 
 std::string describeTimer(const EventItem& item) {
-    std::string line = item.DateText() + " " + item.StartText() + " -" + item.StopText();
+    // The row's clock texts are right-aligned to two hour digits; a line needs no padding.
+    auto trimmed = [](const std::string& text) {
+        return text.substr(std::min(text.find_first_not_of(' '), text.size()));
+    };
+    std::string line =
+        item.DateText() + " " + trimmed(item.StartText()) + "-" + trimmed(item.StopText());
     if (item.RepeatWord()[0] != '\0')
         line += std::string(" ") + item.RepeatWord();
     line += ", " + item.ChannelName() + ", " + item.FileName();

@@ -1,6 +1,6 @@
 #pragma once
-// The timer list across restarts. The settings file keeps each entry as one "timedRecording" archive
-// (EventItem::Archive); at start they come back and are sorted out against the clock:
+// The timer list across restarts. The settings file keeps each entry as one "timedRecording"
+// archive (EventItem::Archive); at start they come back and are sorted out against the clock:
 //
 // - an entry whose start passed while Tavro was not running but whose end has not is "in
 //   progress": its owner triggers it at once, so it records the rest of its time;

@@ -72,8 +72,7 @@ TEST(TimerStoreTest, EntrySurvivesTheSettingsFile) {
     EXPECT_FALSE(item->StartText().empty());
     // Its notifications name the new entry.
     void* named = nullptr;
-    ASSERT_EQ(item->GetEvent()->Notification(kEventStarted).FindPointer("eventItem", &named),
-              B_OK);
+    ASSERT_EQ(item->GetEvent()->Notification(kEventStarted).FindPointer("eventItem", &named), B_OK);
     EXPECT_EQ(named, item.get());
     settings.timers.clear();
 }

@@ -18,9 +18,9 @@
 
 namespace {
 
-constexpr int32 kLead = 8;       // s from now to the first run
-constexpr int32 kDuration = 3;   // s each run records
-constexpr int32 kRepeat = 7;     // s from one run's start to the next
+constexpr int32 kLead = 8;      // s from now to the first run
+constexpr int32 kDuration = 3;  // s each run records
+constexpr int32 kRepeat = 7;    // s from one run's start to the next
 
 // Pixels of the running entry's reddish row (or of "RECORDING" in half-white over it).
 int recordingPixels(const QImage& image) {

@@ -32,9 +32,9 @@
 namespace {
 
 constexpr const char* kRepeatModes[] = {"today", "single", "daily", "weekly", "monthly"};
-constexpr const char* kMonths[] = {"January", "February", "March",     "April",   "May",
-                                   "June",    "July",     "August",    "September", "October",
-                                   "November", "December"};
+constexpr const char* kMonths[] = {"January",   "February", "March",    "April",
+                                   "May",       "June",     "July",     "August",
+                                   "September", "October",  "November", "December"};
 // The week begins with Saturday in this menu: index 0 is Saturday.
 constexpr const char* kWeekdays[] = {"Saturday",  "Sunday",   "Monday", "Tuesday",
                                      "Wednesday", "Thursday", "Friday"};
@@ -51,7 +51,8 @@ QString clockText(time_t time) {
     const struct tm local = localTime(time);
     char text[32];
     if (local.tm_sec != 0)
-        std::snprintf(text, sizeof(text), "%i:%02i:%02i", local.tm_hour, local.tm_min, local.tm_sec);
+        std::snprintf(text, sizeof(text), "%i:%02i:%02i", local.tm_hour, local.tm_min,
+                      local.tm_sec);
     else
         std::snprintf(text, sizeof(text), "%i:%02i", local.tm_hour, local.tm_min);
     return text;
@@ -206,8 +207,8 @@ TimerView::TimerView(TavroWindow* window, QWidget* parent)
     layout->addLayout(listRow);
 
     auto* fields = new QGridLayout;
-    auto textField = [this, fields](const char* label, const char* objectName,
-                                    const char* initial, uint32 what, int row, int column) {
+    auto textField = [this, fields](const char* label, const char* objectName, const char* initial,
+                                    uint32 what, int row, int column) {
         auto* edit = new QLineEdit(initial);
         edit->setObjectName(objectName);
         connect(edit, &QLineEdit::editingFinished, this, [this, what] { PostMessage(what); });
@@ -226,8 +227,8 @@ TimerView::TimerView(TavroWindow* window, QWidget* parent)
     fields->addWidget(new QLabel("Month:"), 2, 2);
     fields->addWidget(fMonth, 2, 3);
     markField(fMonth, 0);
-    fWeekday = newMenuField("weekday", kWeekdays, int(std::size(kWeekdays)), "weekday",
-                            kMsgWeekday, this);
+    fWeekday =
+        newMenuField("weekday", kWeekdays, int(std::size(kWeekdays)), "weekday", kMsgWeekday, this);
     fields->addWidget(new QLabel("Weekday:"), 3, 0);
     fields->addWidget(fWeekday, 3, 1);
     layout->addLayout(fields);
@@ -320,8 +321,8 @@ void TimerView::RestoreTimers(const std::vector<Message>& archives, bool record)
     QString text = "These timed recordings were missed while Tavro was not running:\n";
     for (const std::string& line : restored.missed)
         text += "\n" + QString::fromStdString(line);
-    auto* notice = new QMessageBox(QMessageBox::Information, QString(), text, QMessageBox::Ok,
-                                   window());
+    auto* notice =
+        new QMessageBox(QMessageBox::Information, QString(), text, QMessageBox::Ok, window());
     notice->setObjectName("missedTimersNotice");
     notice->setAttribute(Qt::WA_DeleteOnClose);
     notice->open();

@@ -101,8 +101,8 @@ TEST_F(TimerViewTest, DurationTextsAndTheirSeconds) {
     };
     // Each from the entry's 3600 s; a number without its unit is dropped.
     const Case cases[] = {
-        {"1h 45m", 6300}, {"90", 3600},     {"2hx", 7200}, {"1h45m", 6300},
-        {"  30m 15s", 1815}, {"", 3600},    {"h", 3600},   {"5m 90", 300},
+        {"1h 45m", 6300},    {"90", 3600}, {"2hx", 7200}, {"1h45m", 6300},
+        {"  30m 15s", 1815}, {"", 3600},   {"h", 3600},   {"5m 90", 300},
     };
     for (const Case& c : cases) {
         EventItem* item = AddAt(fNow);
@@ -142,10 +142,8 @@ TEST_F(TimerViewTest, RepeatModeSetsTheRuleAndTheDateControls) {
         bool day, month, weekday;
     };
     const Case cases[] = {
-        {"weekly", 604800, -1, false, false, true},
-        {"single", 0, 0, true, true, false},
-        {"monthly", -1, -1, true, false, false},
-        {"daily", 86400, -1, false, false, false},
+        {"weekly", 604800, -1, false, false, true}, {"single", 0, 0, true, true, false},
+        {"monthly", -1, -1, true, false, false},    {"daily", 86400, -1, false, false, false},
         {"today", 0, 0, false, false, false},
     };
     for (const Case& c : cases) {
