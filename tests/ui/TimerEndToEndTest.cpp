@@ -52,6 +52,8 @@ TEST(TimerEndToEndTest, RepeatingTimerRecordsEachRunIntoAFileOfItsOwn) {
         item.SetDuration(kDuration);
         item.SetRepeatMode(kModeDaily);
         item.GetEvent()->SetRepeatTime(kRepeat);
+        // Two runs and no third: quitting during a recording would ask first.
+        item.GetEvent()->SetRepeats(1);
         item.SetFileName(pattern.c_str());
         item.SetChannel(0, nullptr);
         Message archive;
@@ -96,14 +98,15 @@ TEST(TimerEndToEndTest, RepeatingTimerRecordsEachRunIntoAFileOfItsOwn) {
     expectRecorded(first, kDuration);
     expectRecorded(second, kDuration);
 
-    // The entry is stored again with its start moved on past both runs.
+    // The entry is stored again at its last run, with no repetition left.
     std::ifstream file(settingsPath, std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(file)), {});
     Message saved;
     ASSERT_EQ(saved.Unflatten(bytes.data(), bytes.size()), B_OK);
     Message entry;
     ASSERT_EQ(saved.FindMessage("timedRecording", &entry), B_OK);
-    EXPECT_GE(entry.GetInt32("time", 0), start + 2 * kRepeat);
+    EXPECT_EQ(entry.GetInt32("time", 0), start + kRepeat);
+    EXPECT_EQ(entry.GetInt32("repeats", -1), 0);
     EXPECT_EQ(entry.GetString("path", ""), pattern);
 }
 
