@@ -185,6 +185,8 @@ const std::vector<Option> kOptions = {
     {"--run-timers", 0, nullptr, "record the stored timers without windows until Ctrl+C",
         G::Command, runTimers},
 
+    {"--overwrite", 0, nullptr, "replace FILE if it exists (else --record refuses it)",
+        G::Recording, {}, flag(&CommandLine::overwrite)},
     {"--duration", 0, "TIME", "stop after TIME: seconds or [[H:]M:]S (1:30:00)",
         G::Recording, {}, setDuration},
     {"--format", 0, "NAME", "the recording format NAME (default: the last one used)",

@@ -50,6 +50,7 @@ struct CommandLine {
     int32 frameDivisor = -1;
     int32 audioRate = -1;
     int32 audioChannels = -1;
+    bool overwrite = false;  // --record may replace an existing FILE
 
     // --add-timer: the date (YYYY-MM-DD; empty: today or tomorrow) and the repeat ("once",
     // "daily", "weekly", "monthly"; empty: once). --channel and --format above go with it.

@@ -257,3 +257,35 @@ status_t FormatSetting::Unflatten(type_code code, const void* buffer, ssize_t si
     adoptParameters(&audio, &audioParameters);
     return B_OK;
 }
+
+status_t FormatSetting::CheckRecordable(std::string* problem) const {
+    auto refuse = [problem](std::string text) {
+        if (problem != nullptr)
+            *problem = std::move(text);
+        return B_BAD_VALUE;
+    };
+    if (videoWidth < 1 || videoWidth > kMaxVideoSize || videoHeight < 1 ||
+        videoHeight > kMaxVideoSize) {
+        return refuse("picture size " + std::to_string(videoWidth) + "x" +
+                      std::to_string(videoHeight) + " (1 to " + std::to_string(kMaxVideoSize) +
+                      " each way)");
+    }
+    const color_space known[] = {B_RGB32,    B_RGB24,    B_RGB16, B_RGB15,
+                                 B_YCbCr422, B_YCbCr411, B_GRAY8};
+    bool knownSpace = false;
+    for (color_space space : known)
+        knownSpace = knownSpace || colorSpace == int32(space);
+    if (!knownSpace)
+        return refuse("colour space " + std::to_string(colorSpace));
+    if (frameDivisor < 1 || frameDivisor > 100)
+        return refuse("frame divisor " + std::to_string(frameDivisor) + " (1 to 100)");
+    if (!(videoQuality >= 0 && videoQuality <= 1) || !(audioQuality >= 0 && audioQuality <= 1))
+        return refuse("quality (0 to 1)");
+    if (audioEncoder != nullptr && audioEncoder[0] != '\0') {
+        if (audioFrameRate < 1000 || audioFrameRate > 384000)
+            return refuse("sound rate " + std::to_string(audioFrameRate) + " Hz (1000 to 384000)");
+        if (audioChannels < 1 || audioChannels > 2)
+            return refuse(std::to_string(audioChannels) + " sound channels (1 or 2)");
+    }
+    return B_OK;
+}

@@ -4,6 +4,8 @@
 // flattened 'Tfmt' record (big-endian, no header; see FormatSetting.cpp). Lists show it by its
 // name; the widgets that do so live in ui/, not here.
 
+#include <string>
+
 #include "app/Parameter.h"
 #include "media/MediaFormat.h"
 #include "support/Flattenable.h"
@@ -29,6 +31,12 @@ public:
     void SetAudioEncoder(const char* shortName);
     void SetVideoParameters(const ParameterWeb* web);
     void SetAudioParameters(const ParameterWeb* web);
+
+    // B_OK when the values can be recorded: picture 1..kMaxVideoSize each way, a known colour
+    // space, a frame divisor 1..100, qualities 0..1 and, with an audio encoder, 1000..384000 Hz
+    // and 1 or 2 channels. Otherwise B_BAD_VALUE and, in `problem`, which value and why.
+    status_t CheckRecordable(std::string* problem) const;
+    static constexpr int32 kMaxVideoSize = 4096;
 
     // Orders by name, case-insensitively; arguments point to FormatSetting*. A null item or
     // name sorts after a non-null one.

@@ -125,6 +125,15 @@ int runHeadlessRecorder(const CommandLine& options) {
     }
     applyOverrides(options, format.get());
 
+    // Never over an existing file unless asked: the check is repeated atomically when the
+    // file is made (another program may make one meanwhile).
+    struct stat existing;
+    const char* path = options.commandValue.c_str();
+    if (!options.overwrite && lstat(path, &existing) == 0) {
+        std::fprintf(stderr, "tavro: %s exists; give --overwrite to replace it\n", path);
+        return 1;
+    }
+
     // An alert is the end of the recording's chances: it goes to standard error (ErrorAlert's
     // default) and makes the exit status 1.
     bool alerted = false;
@@ -154,12 +163,18 @@ int runHeadlessRecorder(const CommandLine& options) {
 
     int exitStatus = 0;
     {
-        TavroFile file(options.commandValue.c_str(), format.get(), &engine);
+        TavroFile file(path, format.get(), &engine,
+                       options.overwrite ? ExistingFile::kReplace : ExistingFile::kRefuse);
         if (file.status < B_OK) {
             SetErrorAlertPresenter({});
             return 1;
         }
         status_t status = file.file->CommitHeader();
+        if (status == B_FILE_EXISTS) {
+            std::fprintf(stderr, "tavro: %s exists; give --overwrite to replace it\n", path);
+            SetErrorAlertPresenter({});
+            return 1;
+        }
         if (status != B_OK) {
             ErrorAlert("Could not write the file's header", status, false);
             SetErrorAlertPresenter({});
@@ -219,9 +234,26 @@ int runHeadlessRecorder(const CommandLine& options) {
         engine.Stop();
         sigaction(SIGINT, &oldInt, nullptr);
         sigaction(SIGTERM, &oldTerm, nullptr);
-        if (stopRequested)
+
+        // The file is closed here, whatever ended the recording, and what it kept is told.
+        std::string why;
+        const status_t failure = engine.RecordingError(&why);
+        const status_t closed = file.Close();
+        if (failure != B_OK) {
+            std::fprintf(stderr, "tavro: the recording stopped after %.1f s: %s [%s]\n",
+                         double(elapsed) / 1e6, why.c_str(), statusText(failure).c_str());
+        } else if (closed != B_OK) {
+            std::fprintf(stderr, "tavro: could not finish %s [%s]\n", path,
+                         statusText(closed).c_str());
+        }
+        if (failure != B_OK || closed != B_OK || stopRequested) {
+            // What is on the disk now, after the close cut off any half-written packet.
+            struct stat kept;
+            const long long bytes = stat(path, &kept) == 0 ? (long long)kept.st_size : 0;
+            std::fprintf(stderr, "tavro: %s keeps %lld bytes: the recording up to about %.1f s\n",
+                         path, bytes, double(engine.WrittenVideoTime()) / 1e6);
             exitStatus = 1;
-        // The file is closed here, whatever ended the recording.
+        }
     }
     engine.SetStopTarget(nullptr);
     engine.SetStatusView(nullptr);

@@ -17,6 +17,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -90,8 +91,10 @@ public:
 
     // --- Where the engine reports to (control thread; not owned, must outlive their use) ---
 
-    // Receives kMsgStop from the video writer when the disk is full or the file too big: the
-    // main window, or the headless recorder. nullptr: nobody (the alert is still raised).
+    // Receives kMsgStop when the recording cannot go on (the file cannot take more: full
+    // disk, file too big, a write error; an input that stopped delivering), with int32
+    // "status" (the cause) and string "error" (the alert's text): the main window, or the
+    // headless recorder. nullptr: nobody (the alert is still raised).
     void SetStopTarget(MessageTarget* target);
     // The status panel's view of the rings, set between Start and Stop.
     void SetStatusView(RingMonitor* view);
@@ -113,6 +116,15 @@ public:
     // the inputs have stopped delivering.
     status_t Stop();
     bool IsRecording() const { return fRecording.load(); }
+    // Ends the recording's chances: raises the alert `text` with `status` and posts kMsgStop
+    // (with both) to the stop target; only the first call of a recording does anything. Any
+    // thread. The control thread then calls Stop.
+    void StopOnError(const char* text, status_t status);
+    // Why the running or last recording was asked to stop (B_OK: it was not), with the text.
+    status_t RecordingError(std::string* text = nullptr) const;
+    // Video frames the file took, and the recording-relative time of the last of them.
+    int64 WrittenVideoFrames() const { return fWrittenVideoFrames.load(); }
+    bigtime_t WrittenVideoTime() const { return fWrittenVideoTime.load(); }
     // The lock every write into the output file takes, for exactly one write. Whoever holds
     // it holds both writers back (tests use it to fill the rings).
     Semaphore& MediaWriteLock() { return fMediaWriteLock; }
@@ -306,4 +318,12 @@ private:
     // Counted by the writer threads, read by the control thread.
     std::atomic<int64> fFailedVideoWrites{0};
     std::atomic<int64> fFailedAudioWrites{0};
+    // Counted by the video writer, reset by Start.
+    std::atomic<int64> fWrittenVideoFrames{0};
+    std::atomic<bigtime_t> fWrittenVideoTime{0};
+    // Set by the first StopOnError of a recording (any thread), cleared by Start.
+    std::atomic<bool> fStopRequested{false};
+    mutable std::mutex fErrorLock;  // guards fRecordingError and fRecordingErrorText
+    status_t fRecordingError = B_OK;
+    std::string fRecordingErrorText;
 };

@@ -6,10 +6,22 @@
 #include "app/ErrorAlert.h"
 #include "engine/Tavro.h"
 
-TavroFile::TavroFile(const char* name, FormatSetting* format, Tavro* engine)
-    : engine(engine), format(format), temporary(name == nullptr) {
-    if (name == nullptr)
+TavroFile::TavroFile(const char* name, FormatSetting* format, Tavro* engine,
+                     ExistingFile existing)
+    : engine(engine), format(format), temporary(name == nullptr), fExisting(existing) {
+    if (name == nullptr) {
         name = kScratchPath;
+        fExisting = ExistingFile::kReplace;
+    }
+    // A stored format with values no encoder takes (a damaged or hand-edited file) is refused
+    // here, before any file, rather than recorded as an empty picture.
+    std::string problem;
+    if (format == nullptr || format->CheckRecordable(&problem) != B_OK) {
+        status = B_BAD_VALUE;
+        const std::string text = "The recording format cannot be recorded: " + problem;
+        ErrorAlert(text.c_str(), status, false);
+        return;
+    }
     status = CreateFile(name);
     if (status < 0)
         return;
@@ -30,8 +42,11 @@ TavroFile::TavroFile(const char* name, FormatSetting* format, Tavro* engine)
 }
 
 TavroFile::~TavroFile() {
-    if (file)
-        file->CloseFile();
+    Close();
+}
+
+status_t TavroFile::Close() {
+    return file ? file->CloseFile() : B_OK;
 }
 
 status_t TavroFile::CreateFile(const char* name) {
@@ -63,7 +78,8 @@ status_t TavroFile::CreateFile(const char* name) {
     if (!fileFormat)
         return ErrorAlert("Could not find file format!", B_ERROR, false);
 
-    file = std::make_unique<MediaFile>(name, fileFormat.get(), 0);
+    file = std::make_unique<MediaFile>(
+        name, fileFormat.get(), fExisting == ExistingFile::kReplace ? uint32(kMediaFileReplace) : 0u);
     if (status_t initStatus = file->InitCheck(); initStatus != B_OK) {
         ErrorAlert("Could not create media file", initStatus, false);
         file.reset();

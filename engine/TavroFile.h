@@ -17,15 +17,21 @@ class Tavro;
 
 class TavroFile {
 public:
-    // A null name writes to the scratch path kScratchPath and sets `temporary`. The file is
-    // written in place under that name; nothing renames or deletes it afterwards.
-    TavroFile(const char* name, FormatSetting* format, Tavro* engine);
+    // A null name writes to the scratch path kScratchPath (replacing it) and sets
+    // `temporary`. The file is made by the header's commit, under that name; an existing file
+    // is replaced only with ExistingFile::kReplace (else the commit returns B_FILE_EXISTS).
+    // Nothing renames or deletes it afterwards.
+    TavroFile(const char* name, FormatSetting* format, Tavro* engine,
+              ExistingFile existing = ExistingFile::kRefuse);
     // Closes the file (which flushes the tracks and writes the trailer).
     ~TavroFile();
     TavroFile(const TavroFile&) = delete;
     TavroFile& operator=(const TavroFile&) = delete;
 
     status_t CreateFile(const char* name);
+    // Flushes the tracks, writes the trailer and closes the file: the first error of any
+    // write, the trailer or the close (B_OK without a file). Further calls return the same.
+    status_t Close();
     // Null on failure; the track belongs to `file`.
     MediaTrack* CreateVideoTrack();
     MediaTrack* CreateAudioTrack();
@@ -45,6 +51,7 @@ public:
     bool temporary;
 
 private:
+    ExistingFile fExisting;
     // The encoder named `name` that `fileFormat` offers for `input`; false when none.
     bool FindEncoder(const media_format& input, const char* name, media_codec_info* info) const;
 };

@@ -12,7 +12,9 @@
 #include "engine/PreviewSinks.h"
 #include "engine/Tavro.h"
 #include "engine/VideoConsumer.h"
+#include "media/file/MediaFile.h"
 #include "media/file/MediaTrack.h"
+#include "support/Message.h"
 #include "support/MessageTarget.h"
 #include "support/Thread.h"
 
@@ -39,6 +41,14 @@ void writeSlots(const std::atomic<bool>& recording, Semaphore& writeLock, RingBu
         }
         ring->ReleaseBuffer();
     }
+}
+
+// Whether a failed write means the file cannot take more: the disk or the file is full, or
+// the file has seen a write error (EIO, EDQUOT, ...), after which it accepts nothing.
+bool fileCannotGoOn(MediaTrack* track, status_t status) {
+    if (status == B_DEVICE_FULL || status == -E2BIG || status == B_FILE_TOO_LARGE)
+        return true;
+    return track->File() != nullptr && track->File()->WriteError() != B_OK;
 }
 
 // A node's counters; 0 without the node. Frames whose write failed count as dropped.
@@ -87,7 +97,41 @@ status_t Tavro::SetAudioTrack(MediaTrack* track) {
     return B_OK;
 }
 
+void Tavro::StopOnError(const char* text, status_t status) {
+    // Once per recording: the first cause is the one told; the writers go on failing (and
+    // counting) until the stop arrives.
+    if (fStopRequested.exchange(true))
+        return;
+    {
+        std::lock_guard<std::mutex> lock(fErrorLock);
+        fRecordingError = status;
+        fRecordingErrorText = text;
+    }
+    if (MessageTarget* target = fStopTarget.load()) {
+        Message stop(kMsgStop);
+        stop.AddInt32("status", status);
+        stop.AddString("error", text);
+        target->PostMessage(stop);
+    }
+    ErrorAlert(text, status, false);
+}
+
+status_t Tavro::RecordingError(std::string* text) const {
+    std::lock_guard<std::mutex> lock(fErrorLock);
+    if (text != nullptr)
+        *text = fRecordingErrorText;
+    return fRecordingError;
+}
+
 status_t Tavro::Start() {
+    fStopRequested.store(false);
+    {
+        std::lock_guard<std::mutex> lock(fErrorLock);
+        fRecordingError = B_OK;
+        fRecordingErrorText.clear();
+    }
+    fWrittenVideoFrames.store(0);
+    fWrittenVideoTime.store(0);
     fRecording.store(true);
     try {
         fVideoWriter = spawnThread("video writer", [this] { VideoWriter(this); });
@@ -166,16 +210,14 @@ int32 Tavro::VideoWriter(Tavro* self) {
     writeSlots(self->fRecording, self->fMediaWriteLock, ring, [&](void* data, bigtime_t time) {
         info.start_time = time;
         const status_t status = track->WriteFrames(data, 1, &info);
-        if (status == B_OK)
+        if (status == B_OK) {
+            self->fWrittenVideoFrames.fetch_add(1);
+            self->fWrittenVideoTime.store(time);
             return;
-        self->fFailedVideoWrites.fetch_add(1);
-        if (status == B_DEVICE_FULL || status == -E2BIG || status == B_FILE_TOO_LARGE) {
-            // The file cannot grow: stop the recording, and tell why. The writer goes on (and
-            // fails again) until the stop arrives.
-            if (MessageTarget* target = self->fStopTarget.load())
-                target->PostMessage(kMsgStop);
-            ErrorAlert("Video file may be corrupt.", status, false);
         }
+        self->fFailedVideoWrites.fetch_add(1);
+        if (fileCannotGoOn(track, status))
+            self->StopOnError("Video file may be corrupt.", status);
     });
     self->fFailedVideoWrites.store(0);
     return 0;
@@ -234,8 +276,13 @@ int32 Tavro::AudioWriter(Tavro* self) {
             }
         }
         info.start_time = time;
-        if (track->WriteFrames(data, framesOut, &info) != B_OK)
-            self->fFailedAudioWrites.fetch_add(1);
+        const status_t status = track->WriteFrames(data, framesOut, &info);
+        if (status == B_OK)
+            return;
+        self->fFailedAudioWrites.fetch_add(1);
+        // Both tracks write into one file: what it cannot take ends the recording either way.
+        if (fileCannotGoOn(track, status))
+            self->StopOnError("Video file may be corrupt.", status);
     });
     self->fFailedAudioWrites.store(0);
     return 0;

@@ -34,11 +34,10 @@ struct SwrContextDeleter {
 struct AVAudioFifoDeleter {
     void operator()(AVAudioFifo* fifo) const { av_audio_fifo_free(fifo); }
 };
-// An output context together with the file it writes into: the file is closed first.
+// An output context. Its file (pb) is not its own: MediaFile's OutputFile owns it.
 struct AVOutputContextDeleter {
     void operator()(AVFormatContext* context) const {
-        if (context->pb != nullptr && !(context->oformat->flags & AVFMT_NOFILE))
-            avio_closep(&context->pb);
+        context->pb = nullptr;
         avformat_free_context(context);
     }
 };

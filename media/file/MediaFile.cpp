@@ -7,6 +7,7 @@ extern "C" {
 }
 
 #include "support/Clock.h"
+#include "support/Thread.h"
 
 namespace {
 
@@ -30,7 +31,7 @@ bool writesFragments(const AVOutputFormat* muxer) {
 
 }  // namespace
 
-MediaFile::MediaFile(const char* path, const media_file_format* format, uint32 /*flags*/)
+MediaFile::MediaFile(const char* path, const media_file_format* format, uint32 flags)
     : fPath(path != nullptr ? path : "") {
     if (format == nullptr || path == nullptr) {
         fInitStatus = B_BAD_VALUE;
@@ -42,22 +43,22 @@ MediaFile::MediaFile(const char* path, const media_file_format* format, uint32 /
         fInitStatus = B_MEDIA_BAD_FORMAT;
         return;
     }
+    fOutput = std::make_unique<OutputFile>(
+        fPath, (flags & kMediaFileReplace) ? ExistingFile::kReplace : ExistingFile::kRefuse);
+    if (status_t status = fOutput->InitCheck(); status != B_OK) {
+        fInitStatus = status;
+        return;
+    }
     AVFormatContext* context = nullptr;
+    // The name is only the muxer's label for the file: the file itself is OutputFile's.
     int error = avformat_alloc_output_context2(&context, muxer, nullptr, path);
     if (error < 0) {
         fInitStatus = avStatus("avformat_alloc_output_context2", error);
         return;
     }
     fContext.reset(context);
+    fContext->flags |= AVFMT_FLAG_CUSTOM_IO;
     fContext->max_interleave_delta = kMaxInterleaveDelta;
-    if (!(muxer->flags & AVFMT_NOFILE)) {
-        error = avio_open(&fContext->pb, path, AVIO_FLAG_WRITE);
-        if (error < 0) {
-            fInitStatus = avStatus("avio_open", error);
-            fContext.reset();
-            return;
-        }
-    }
     fInitStatus = B_OK;
 }
 
@@ -106,6 +107,9 @@ status_t MediaFile::CommitHeader() {
             return status;
     }
 
+    // Only now, with every encoder open, does the file come into being.
+    if (status_t status = fOutput->Open(&fContext->pb); status != B_OK)
+        return status;
     AVDictionary* options = nullptr;
     if (writesFragments(fContext->oformat))
         av_dict_set(&options, "movflags", "frag_keyframe+empty_moov+default_base_moof", 0);
@@ -114,15 +118,57 @@ status_t MediaFile::CommitHeader() {
     if (error < 0)
         return avStatus("avformat_write_header", error);
     avio_flush(fContext->pb);
+    if (status_t status = fOutput->Error(); status != B_OK)
+        return status;
+    if (status_t status = fOutput->Publish(); status != B_OK)
+        return status;
+    fOutput->MarkComplete();
     fLastFlush = system_time();
     fState = State::Writing;
+    StartSync();
     return B_OK;
+}
+
+status_t MediaFile::WriteError() const {
+    return fOutput ? fOutput->Error() : B_OK;
+}
+
+int64 MediaFile::BytesWritten() const {
+    return fOutput ? fOutput->BytesWritten() : 0;
+}
+
+void MediaFile::StartSync() {
+    fSyncing = true;
+    fSyncThread = spawnThread("file sync", [this] {
+        std::unique_lock<std::mutex> lock(fSyncLock);
+        while (fSyncing) {
+            fSyncWake.wait_for(lock, std::chrono::microseconds(kSyncInterval));
+            if (!fSyncing)
+                break;
+            // A failed sync is a write error: the writers see it at their next write.
+            lock.unlock();
+            fOutput->Sync();
+            lock.lock();
+        }
+    });
+}
+
+void MediaFile::StopSync() {
+    {
+        std::lock_guard<std::mutex> lock(fSyncLock);
+        fSyncing = false;
+    }
+    fSyncWake.notify_all();
+    if (fSyncThread.joinable())
+        fSyncThread.join();
 }
 
 status_t MediaFile::WritePacket(AVPacket* packet, const AVCodecContext* encoder, AVStream* stream) {
     std::lock_guard<std::mutex> lock(fMuxLock);
     if (fState != State::Writing)
         return B_NOT_ALLOWED;
+    if (status_t status = fOutput->Error(); status != B_OK)
+        return status;
     av_packet_rescale_ts(packet, encoder->time_base, stream->time_base);
     packet->stream_index = stream->index;
     int error = av_interleaved_write_frame(fContext.get(), packet);
@@ -130,9 +176,11 @@ status_t MediaFile::WritePacket(AVPacket* packet, const AVCodecContext* encoder,
         return avStatus("av_interleaved_write_frame", error);
     if (system_time() - fLastFlush >= kFlushInterval)
         FlushToDisk();
-    if (fContext->pb != nullptr && fContext->pb->error < 0)
-        return avStatus("avio_write", fContext->pb->error);
-    return B_OK;
+    // Each packet the muxer writes out flushes the context's buffer: what is in the file now
+    // ends on a whole packet.
+    if (fContext->pb->buf_ptr == fContext->pb->buffer)
+        fOutput->MarkComplete();
+    return fOutput->Error();
 }
 
 // Pushes what the muxer holds (a matroska cluster, an mp4 fragment) and the file's buffer to
@@ -157,6 +205,7 @@ status_t MediaFile::CloseFile() {
                 status = flushed;
         }
     }
+    StopSync();
     std::lock_guard<std::mutex> lock(fMuxLock);
     fState = State::Closed;
     if (headerWritten) {
@@ -164,14 +213,11 @@ status_t MediaFile::CloseFile() {
         if (error < 0 && status == B_OK)
             status = avStatus("av_write_trailer", error);
     }
-    if (fContext->pb != nullptr && !(fContext->oformat->flags & AVFMT_NOFILE)) {
-        avio_flush(fContext->pb);
-        if (fContext->pb->error < 0 && status == B_OK)
-            status = avStatus("avio_flush", fContext->pb->error);
-        int error = avio_closep(&fContext->pb);
-        if (error < 0 && status == B_OK)
-            status = avStatus("avio_closep", error);
-    }
+    // The first write error is the cause of any later failure: it is the one reported.
+    status_t closed = fOutput ? fOutput->Close() : B_OK;
+    if (closed != B_OK)
+        status = closed;
+    fContext->pb = nullptr;
     fCloseStatus = status;
     return status;
 }

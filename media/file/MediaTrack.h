@@ -58,6 +58,8 @@ public:
     status_t EncodedFormat(media_format* format) const;
     const media_format& InputFormat() const { return fInput; }
     const media_codec_info& CodecInfo() const { return fInfo; }
+    // The file this track writes into.
+    MediaFile* File() const { return fFile; }
 
 private:
     friend class MediaFile;

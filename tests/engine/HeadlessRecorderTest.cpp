@@ -147,3 +147,151 @@ TEST(HeadlessRecorder, ListsTheFormatsAndRefusesABadCommandLine) {
     EXPECT_EQ(tavro({"--record", "/tmp/x.avi", "--duration", "soon"}).exitStatus, 2);
     EXPECT_EQ(tavro({"--record", "/tmp/x.avi", "--format", "No Such Format"}).exitStatus, 2);
 }
+
+// ---------------------------------------------------------------------------------------------
+// What happens to files: existing ones, odd names, and disks that fail.
+
+namespace {
+
+std::string readBytes(const std::string& path) {
+    std::stringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
+void writeBytes(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+// A fresh folder under the temporary directory, removed by the caller.
+std::string temporaryFolder() {
+    std::string path = temporaryPath("d");
+    std::filesystem::create_directory(path);
+    return path;
+}
+
+}  // namespace
+
+TEST(HeadlessRecorder, AnExistingFileIsReplacedOnlyWithOverwrite) {
+    const std::string path = temporaryPath("avi");
+    const std::string precious = "an earlier recording";
+    writeBytes(path, precious);
+
+    Outcome refused = tavro(withTestSignal({"--record", path, "--duration", "1"}));
+    EXPECT_EQ(refused.exitStatus, 1);
+    EXPECT_NE(refused.err.find("exists; give --overwrite"), std::string::npos) << refused.err;
+    EXPECT_EQ(readBytes(path), precious);
+
+    Outcome replaced = tavro(withTestSignal({"--record", path, "--duration", "1", "--overwrite"}));
+    EXPECT_EQ(replaced.exitStatus, 0) << replaced.err;
+    MovieSummary movie = readMovie(path);
+    std::remove(path.c_str());
+    ASSERT_NE(movie.Video(), nullptr);
+    EXPECT_GE(movie.Video()->frames, 20);
+}
+
+TEST(HeadlessRecorder, AFailedStartLeavesTheFileAsItWasAndNoEmptyFile) {
+    // libx264 takes only even picture sizes: the encoder refuses to open at the header.
+    const std::vector<std::string> misfit = {"--duration", "1", "--file-format", "matroska",
+                                             "--video-encoder", "libx264", "--size", "321x241",
+                                             "--overwrite"};
+    const std::string existing = temporaryPath("mkv"), missing = temporaryPath("mkv");
+    writeBytes(existing, "an earlier recording");
+    for (const std::string& path : {existing, missing}) {
+        SCOPED_TRACE(path);
+        std::vector<std::string> arguments = {"--record", path};
+        arguments.insert(arguments.end(), misfit.begin(), misfit.end());
+        Outcome run = tavro(withTestSignal(arguments));
+        EXPECT_EQ(run.exitStatus, 1) << run.err;
+    }
+    EXPECT_EQ(readBytes(existing), "an earlier recording");
+    EXPECT_FALSE(std::filesystem::exists(missing));
+    // Nor is a hidden temporary file left beside them.
+    const std::filesystem::path folder = std::filesystem::path(existing).parent_path();
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        EXPECT_EQ(entry.path().filename().string().find(".tavro-"), std::string::npos)
+            << entry.path();
+    }
+    std::remove(existing.c_str());
+}
+
+TEST(HeadlessRecorder, NamesThatLookLikeURLsAreFilesInTheCurrentFolder) {
+    const std::string folder = temporaryFolder();
+    for (const std::string name : {"News: 10pm.avi", "pipe:x.avi", "file:clip.avi"}) {
+        SCOPED_TRACE(name);
+        Outcome run = tavro(withTestSignal({"--record", name, "--duration", "1"}),
+                            "cd '" + folder + "' &&");
+        EXPECT_EQ(run.exitStatus, 0) << run.err;
+        // Nothing of the movie went to standard output.
+        EXPECT_LT(run.out.size(), 2000u);
+        MovieSummary movie = readMovie(folder + "/" + name);
+        ASSERT_NE(movie.Video(), nullptr);
+        EXPECT_GE(movie.Video()->frames, 20);
+    }
+    std::filesystem::remove_all(folder);
+}
+
+TEST(HeadlessRecorder, AWriteErrorStopsTheRecordingAndKeepsADecodableFile) {
+    for (const char* error : {"EIO", "EDQUOT", "ENOSPC", "EFBIG"}) {
+        SCOPED_TRACE(error);
+        const std::string path = temporaryPath("avi");
+        // About a second of the default format's raw pictures, then the disk fails.
+        const std::string environment = std::string("env LD_PRELOAD='") + TAVRO_FAILING_WRITES +
+                                        "' ASAN_OPTIONS=verify_asan_link_order=0" +
+                                        " TAVRO_FAIL_WRITES_PATH='" +
+                                        std::filesystem::path(path).filename().string() +
+                                        "' TAVRO_FAIL_WRITES_AFTER=10000000" +
+                                        " TAVRO_FAIL_WRITES_ERRNO=" + error;
+        Outcome run = tavro(withTestSignal({"--record", path, "--duration", "20"}), environment);
+        EXPECT_EQ(run.exitStatus, 1);
+        EXPECT_EQ(count(run.err, "Video file may be corrupt."), 2u) << run.err;
+        EXPECT_NE(run.err.find("keeps "), std::string::npos) << run.err;
+        // Stopped at once, not at the end of the duration.
+        double stoppedAfter = 100;
+        const size_t at = run.err.find("stopped after ");
+        ASSERT_NE(at, std::string::npos) << run.err;
+        std::sscanf(run.err.c_str() + at, "stopped after %lf", &stoppedAfter);
+        EXPECT_LT(stoppedAfter, 10.0) << run.err;
+
+        MovieSummary movie = readMovie(path);
+        std::remove(path.c_str());
+        ASSERT_EQ(movie.openError, 0);
+        ASSERT_NE(movie.Video(), nullptr);
+        EXPECT_GE(movie.Video()->frames, 10);
+        EXPECT_EQ(movie.Video()->decodeErrors, 0);
+    }
+}
+
+TEST(HeadlessRecorder, AFullDiskStopsTheRecordingAndKeepsADecodableFile) {
+    // A small tmpfs of its own, in a mount namespace of its own.
+    if (std::system("unshare -rm true >/dev/null 2>&1") != 0)
+        GTEST_SKIP() << "no mount namespace here (unshare -rm fails): no small disk to fill";
+    const std::string folder = temporaryFolder(), copy = folder + "/kept.avi";
+    const std::string script = "unshare -rm sh -c 'mount -t tmpfs -o size=8m tavro \"" + folder +
+                               "/disk\" && \"$0\" \"$@\"; status=$?; cp \"" + folder +
+                               "/disk/full.avi\" \"" + copy + "\"; exit $status'";
+    std::filesystem::create_directory(folder + "/disk");
+    Outcome run = tavro(withTestSignal({"--record", folder + "/disk/full.avi", "--duration", "20"}),
+                        script);
+    EXPECT_EQ(run.exitStatus, 1);
+    EXPECT_NE(run.err.find("[No space left on device]"), std::string::npos) << run.err;
+    MovieSummary movie = readMovie(copy);
+    std::filesystem::remove_all(folder);
+    ASSERT_NE(movie.Video(), nullptr);
+    EXPECT_GE(movie.Video()->frames, 5);
+    EXPECT_EQ(movie.Video()->decodeErrors, 0);
+}
+
+TEST(HeadlessRecorder, CommandLineRunsLeaveADamagedSettingsFileAsItIs) {
+    // The test program's own settings folder, which tavro inherits.
+    const std::string settings = std::string(std::getenv("XDG_CONFIG_HOME")) + "/zelk.Tavro settings";
+    const std::string damaged = "TMsg\x01\x00\x00\x00 cut short";
+    writeBytes(settings, damaged);
+    for (const char* option : {"--version", "--help", "--settings", "--list-formats"}) {
+        SCOPED_TRACE(option);
+        EXPECT_EQ(tavro({option}).exitStatus, 0);
+        EXPECT_EQ(readBytes(settings), damaged);
+        EXPECT_FALSE(std::filesystem::exists(settings + ".damaged"));
+    }
+    std::remove(settings.c_str());
+}

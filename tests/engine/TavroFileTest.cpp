@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
@@ -105,16 +106,53 @@ TEST_F(TavroFileTest, AppliesStoredParametersFirstOneWinningAndRefreshesThemFrom
     EXPECT_FALSE(format.audioParameters.empty());
 }
 
-TEST_F(TavroFileTest, NoNameWritesTheScratchFile) {
-    std::remove(TavroFile::kScratchPath);
+TEST_F(TavroFileTest, NoNameWritesTheScratchFileReplacingIt) {
+    std::ofstream(TavroFile::kScratchPath) << "left over";
     {
         TavroFile file(nullptr, &format, &engine);
         ASSERT_EQ(file.status, B_OK);
         EXPECT_TRUE(file.temporary);
         EXPECT_EQ(file.file->Path(), "/tmp/Tavro.tmp");
+        // Tracks alone (the format editor's use) make no file.
+        EXPECT_EQ(std::filesystem::file_size(TavroFile::kScratchPath), 9u);
+        ASSERT_EQ(file.file->CommitHeader(), B_OK);
     }
-    EXPECT_TRUE(std::filesystem::exists(TavroFile::kScratchPath));
+    EXPECT_GT(std::filesystem::file_size(TavroFile::kScratchPath), 9u);
     std::remove(TavroFile::kScratchPath);
+}
+
+// A named file is made only by the header's commit, and never over an existing one unless
+// asked: the refused commit leaves the old bytes, a failed one leaves no file at all.
+TEST_F(TavroFileTest, AnExistingFileIsReplacedOnlyWhenAsked) {
+    std::ofstream(path) << "an earlier recording";
+    {
+        TavroFile refused(path.c_str(), &format, &engine);
+        ASSERT_EQ(refused.status, B_OK);
+        EXPECT_EQ(refused.file->CommitHeader(), B_FILE_EXISTS);
+    }
+    EXPECT_EQ(std::filesystem::file_size(path), 20u);
+    {
+        TavroFile replacing(path.c_str(), &format, &engine, ExistingFile::kReplace);
+        ASSERT_EQ(replacing.file->CommitHeader(), B_OK);
+        EXPECT_EQ(replacing.Close(), B_OK);
+    }
+    EXPECT_GT(std::filesystem::file_size(path), 20u);
+    std::remove(path.c_str());
+
+    // Values no encoder takes are refused before any file.
+    for (auto [width, rate] : {std::pair{0, 44100}, {100000, 44100}, {384, 0}}) {
+        SCOPED_TRACE(width);
+        format.videoWidth = width;
+        format.audioFrameRate = rate;
+        resetErrorAlertForTesting();
+        alerts.clear();
+        TavroFile bad(path.c_str(), &format, &engine);
+        EXPECT_EQ(bad.status, B_BAD_VALUE);
+        EXPECT_EQ(bad.file, nullptr);
+        ASSERT_EQ(alerts.size(), 1u);
+        EXPECT_NE(alerts[0].text.find("The recording format cannot be recorded"), std::string::npos);
+    }
+    EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 // Sound is optional: no audio encoder gives a video-only file without an alert; one the file

@@ -2,6 +2,7 @@
 // and Stop, timed events from the scheduler, the refusals, and the output file name from the
 // save panel and from drops.
 
+#include <QApplication>
 #include <QDropEvent>
 #include <QFileDialog>
 #include <QLineEdit>
@@ -10,9 +11,12 @@
 #include <QUrl>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "app/ErrorAlert.h"
+#include "ui/main/ErrorAlertPresenter.h"
 #include "scheduler/Event.h"
 #include "scheduler/Scheduler.h"
 #include "support/Clock.h"
@@ -50,6 +54,7 @@ protected:
         return std::getenv("XDG_CONFIG_HOME") + ("/clip-" + std::to_string(count++) + ".avi");
     }
     QPushButton* StopButton() { return Child<QPushButton>("stopButton"); }
+    QPushButton* RecordButton() { return Child<QPushButton>("recordButton"); }
     QLineEdit* FileNameField() { return Child<QLineEdit>("fileName"); }
     static Message Record(const std::string& path) {
         Message record(kMsgRecord);
@@ -61,7 +66,7 @@ protected:
     std::vector<std::string> fAlerts;
 };
 
-TEST_F(RecordingTest, RecordWritesToTheFieldsTextAndANewRecordingTakesOver) {
+TEST_F(RecordingTest, RecordIsRefusedWhileRecordingAndATimedStartTakesOverIntoItsOwnFile) {
     MakeRecordingWindow();
     const std::string first = NewPath(), second = NewPath();
     // Typed but never confirmed: the settings keep their name, the recording takes the text.
@@ -69,19 +74,120 @@ TEST_F(RecordingTest, RecordWritesToTheFieldsTextAndANewRecordingTakesOver) {
     Post(Message(kMsgRecord));
     ASSERT_TRUE(fDevices->IsRecording()) << (fAlerts.empty() ? "" : fAlerts[0]);
     EXPECT_TRUE(StopButton()->isEnabled());
+    EXPECT_FALSE(RecordButton()->isEnabled());
     EXPECT_EQ(fWindow->focusWidget(), StopButton());
-    waitUntil([] { return false; }, 1500);
+    waitUntil([] { return false; }, 1000);
 
+    // A second manual Record (posted twice, say) neither restarts nor opens another file.
     Post(Record(second));
+    EXPECT_TRUE(fDevices->IsRecording());
+    EXPECT_FALSE(std::filesystem::exists(second));
+    waitUntil([] { return false; }, 500);
+
+    // A timed start onto the very file being written goes beside it.
+    Message timed = Record(first);
+    timed.AddBool("timed", true);
+    Post(timed);
     ASSERT_TRUE(fDevices->IsRecording());
     waitUntil([] { return false; }, 1000);
     QTest::mouseClick(StopButton(), Qt::LeftButton);
     drain();
     EXPECT_FALSE(fDevices->IsRecording());
     EXPECT_FALSE(StopButton()->isEnabled());
+    EXPECT_TRUE(RecordButton()->isEnabled());
     expectRecorded(first, 1.5);
-    expectRecorded(second, 1.0);
+    expectRecorded(std::filesystem::path(first).replace_extension().string() + "-2.avi", 1.0);
     EXPECT_TRUE(fAlerts.empty()) << fAlerts[0];
+}
+
+TEST_F(RecordingTest, RecordAsksBeforeReplacingAFile) {
+    MakeRecordingWindow();
+    const std::string path = NewPath();
+    std::ofstream(path) << "an earlier recording";
+    auto question = [this] { return fWindow->findChild<QMessageBox*>("replaceFileQuestion"); };
+    auto answer = [&question](const char* label) {
+        for (QAbstractButton* button : question()->buttons()) {
+            if (button->text() == label)
+                QTest::mouseClick(button, Qt::LeftButton);
+        }
+    };
+
+    Post(Record(path));
+    ASSERT_NE(question(), nullptr);
+    EXPECT_FALSE(fDevices->IsRecording());
+    EXPECT_TRUE(question()->text().contains("already exists"));
+    // While it is open, another Record waits for the answer.
+    Post(Record(path));
+    EXPECT_EQ(fWindow->findChildren<QMessageBox*>("replaceFileQuestion").size(), 1);
+    answer("Cancel");
+    drain();
+    EXPECT_FALSE(fDevices->IsRecording());
+    EXPECT_EQ(std::filesystem::file_size(path), 20u);
+
+    Post(Record(path));
+    ASSERT_NE(question(), nullptr);
+    answer("Replace");
+    drain();
+    ASSERT_TRUE(fDevices->IsRecording());
+    waitUntil([] { return false; }, 1000);
+    Post(Message(kMsgStop));
+    expectRecorded(path, 1.0);
+}
+
+TEST_F(RecordingTest, AFileThatCannotGoOnStopsTheRecordingAndTheStatusAreaKeepsWhy) {
+    MakeRecordingWindow();
+    const std::string path = NewPath();
+    Post(Record(path));
+    ASSERT_TRUE(fDevices->IsRecording());
+    waitUntil([] { return false; }, 1000);
+    // What a writer thread does when the disk reports an error.
+    std::thread writer([this] { fDevices->StopOnError("Video file may be corrupt.", B_IO_ERROR); });
+    writer.join();
+    ASSERT_TRUE(waitUntil([this] { return !fDevices->IsRecording(); }, 3000));
+    drain();
+    EXPECT_FALSE(StopButton()->isEnabled());
+    EXPECT_TRUE(RecordButton()->isEnabled());
+    ASSERT_EQ(fAlerts.size(), 1u);
+    EXPECT_NE(fAlerts[0].find("Video file may be corrupt."), std::string::npos);
+    EXPECT_TRUE(fWindow->LastError().contains("Video file may be corrupt. [Input/output error]"))
+        << fWindow->LastError().toStdString();
+    expectRecorded(path, 1.0);
+
+    // A later failure after the one-shot alert has been used still shows in the status area.
+    Post(Record("/no-such-directory/clip.avi"));
+    EXPECT_EQ(fAlerts.size(), 1u);
+    EXPECT_TRUE(fWindow->LastError().contains("/no-such-directory/clip.avi"));
+}
+
+TEST_F(RecordingTest, ATimedRecordArrivingWhileAnAlertIsOpenStartsOnce) {
+    MakeRecordingWindow();
+    // The real alert box: opened, never a loop of its own.
+    installErrorAlertPresenter();
+    Post(Record("/no-such-directory/clip.avi"));
+    QMessageBox* shown = nullptr;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (widget->objectName() == "errorAlert" && widget->isVisible())
+            shown = qobject_cast<QMessageBox*>(widget);
+    }
+    ASSERT_NE(shown, nullptr);
+
+    const std::string path = NewPath();
+    Message timed = Record(path);
+    timed.AddBool("timed", true);
+    Post(timed);
+    ASSERT_TRUE(fDevices->IsRecording());
+    EXPECT_TRUE(shown->isVisible());
+    waitUntil([] { return false; }, 1000);
+    Post(timed);
+    ASSERT_TRUE(fDevices->IsRecording());
+    waitUntil([] { return false; }, 1000);
+    Post(Message(kMsgStop));
+    EXPECT_FALSE(fDevices->IsRecording());
+    // The second timed start took over into a file of its own; no file was opened twice.
+    expectRecorded(path, 1.0);
+    expectRecorded(std::filesystem::path(path).replace_extension().string() + "-2.avi", 1.0);
+    shown->close();
+    removeErrorAlertPresenter();
 }
 
 TEST_F(RecordingTest, DueTimedEventRecordsAndStopsThroughTheWindow) {
@@ -108,7 +214,8 @@ TEST_F(RecordingTest, DueTimedEventRecordsAndStopsThroughTheWindow) {
             sequence.push_back((message.what == kMsgRecord ? "recd " : "stop ") +
                                std::to_string(message.CountNames()));
     }
-    EXPECT_EQ(sequence, (std::vector<std::string>{"tmev 0", "recd 0", "tmev 1", "stop 0"}));
+    // The start is marked "timed": it may take over a running recording.
+    EXPECT_EQ(sequence, (std::vector<std::string>{"tmev 0", "recd 1", "tmev 1", "stop 0"}));
 }
 
 TEST_F(RecordingTest, RefusedRecordingLeavesTheWindowIdle) {

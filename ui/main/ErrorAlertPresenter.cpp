@@ -25,26 +25,26 @@ void showLater(QMessageBox::Icon icon, const std::string& title, const std::stri
         application,
         [icon, title, text, button] {
             QMessageBox* box = newBox(icon, title, text, button);
+            box->setObjectName(icon == QMessageBox::Critical ? "errorAlert" : "request");
             box->setAttribute(Qt::WA_DeleteOnClose);
             box->show();
         },
         Qt::QueuedConnection);
 }
 
-void presentAlert(const std::string& text, bool async) {
+void presentAlert(const std::string& text, bool /*async*/) {
     QCoreApplication* application = QCoreApplication::instance();
     if (application == nullptr || QThread::currentThread() != application->thread()) {
         showLater(QMessageBox::Critical, "Tavro", text, "Ok");
         return;
     }
+    // Never a modal loop: an alert is most often raised inside a window's MessageReceived,
+    // and a loop there would deliver the next message (a timed 'recd') into the half-finished
+    // handler. The box blocks input to the windows until "Ok" (open()); the caller goes on.
     QMessageBox* box = newBox(QMessageBox::Critical, "Tavro", text, "Ok");
-    if (async) {
-        box->setAttribute(Qt::WA_DeleteOnClose);
-        box->show();
-        return;
-    }
-    box->exec();
-    delete box;
+    box->setObjectName("errorAlert");
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
 }
 
 }  // namespace

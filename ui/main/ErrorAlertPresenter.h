@@ -3,10 +3,12 @@
 
 #include <string>
 
-// Makes ErrorAlert show its text in a message box with a stop icon and one "Ok" button; a
-// synchronous alert waits for the user. Only the GUI thread ever waits: an alert raised on
-// another thread is shown without waiting, because the GUI thread may be waiting for that
-// thread (a recording that stops joins its writers). Needs the QApplication.
+// Makes ErrorAlert show its text in a message box with a stop icon and one "Ok" button
+// (object name "errorAlert"). No caller ever waits for it, synchronous or not: alerts are
+// raised inside message handlers, and a modal loop there would deliver the next message into
+// the unfinished handler; on the GUI thread the box is opened at once (it blocks input to
+// the windows until "Ok"), from another thread it is queued to the GUI thread. Needs the
+// QApplication.
 void installErrorAlertPresenter();
 // Removes it again (before the QApplication goes).
 void removeErrorAlertPresenter();

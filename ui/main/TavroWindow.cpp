@@ -118,7 +118,6 @@ TavroWindow::TavroWindow(const Rect& frame, const char* title, Tavro* engine)
     fSavePanel->setFileMode(QFileDialog::AnyFile);
     // The same panel on every desktop, and one that tests can drive.
     fSavePanel->setOption(QFileDialog::DontUseNativeDialog);
-    fSavePanel->setOption(QFileDialog::DontConfirmOverwrite);
     connect(fSavePanel, &QFileDialog::accepted, this, &TavroWindow::SavePanelAccepted);
 
     fPulse = new QTimer(this);
@@ -296,6 +295,13 @@ void TavroWindow::BuildBody() {
     fStatusPane->layout()->addWidget(fStatusView);
     connect(this, &TavroWindow::pulse, fStatusView, &StatusView::WindowPulse);
     recordLayout->addWidget(fStatusPane);
+    // The last error of a recording stays here after its one-shot alert has gone.
+    fLastError = new QLabel;
+    fLastError->setObjectName("lastError");
+    fLastError->setWordWrap(true);
+    fLastError->setStyleSheet("color: #b00000");
+    fLastError->setVisible(false);
+    recordLayout->addWidget(fLastError);
     layout->addWidget(recordBox);
 
     setCentralWidget(body);
@@ -383,9 +389,14 @@ void TavroWindow::MessageReceived(Message* message) {
         case kMsgRecord:
             RecordRequested(message);
             break;
-        case kMsgStop:
+        case kMsgStop: {
+            // From the engine when the recording cannot go on: why, kept in the status area.
+            std::string error;
+            if (message->FindString("error", &error) == B_OK)
+                ShowLastError(error, message->GetInt32("status", B_ERROR));
             Stop();
             break;
+        }
         case kMsgSelectFileName:
             ShowSavePanel();
             break;
@@ -647,6 +658,10 @@ void TavroWindow::SavePanelAccepted() {
     if (chosen.isEmpty())
         return;
     std::filesystem::path path(chosen.first().toStdString());
+    // The panel has asked whether to replace an existing file; Record need not ask again.
+    std::error_code error;
+    if (std::filesystem::exists(path, error))
+        fReplaceApproved = path.string();
     Message message(B_SAVE_REQUESTED);
     message.AddString("directory", path.parent_path().string());
     message.AddString("name", path.filename().string());

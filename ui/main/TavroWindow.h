@@ -16,6 +16,7 @@
 #include <string>
 
 #include "support/Geometry.h"
+#include "support/Status.h"
 #include "ui/Looper.h"
 
 class EventItem;
@@ -27,6 +28,7 @@ class QAction;
 class QActionGroup;
 class QCheckBox;
 class QFileDialog;
+class QLabel;
 class QLineEdit;
 class QMenu;
 class QPushButton;
@@ -59,9 +61,13 @@ public:
     // quit. Always true.
     bool QuitRequested();
 
-    // Recording control.
+    // Recording control. Record refuses while a recording runs, unless the message comes from
+    // a timed event (bool "timed"), which takes over into a file of its own; a manual Record
+    // onto an existing file asks first (bool "overwrite" in the message: asked already).
     void Record(Message* message);
     void Stop();
+    // The last error of a recording as the status area shows it ("" when none).
+    QString LastError() const;
     // A dropped file (B_REFS_RECEIVED) or a save panel's reply (B_SAVE_REQUESTED) becomes
     // the output file name.
     void RefsReceived(Message* message);
@@ -157,6 +163,10 @@ private:
     void UpdateTitle();
     // Shows fDescriptionText, each line elided to the description's width.
     void ElideDescription();
+    // Asks whether to replace `path`; "Replace" posts `record` again with bool "overwrite".
+    void AskToReplace(const Message& record, const std::string& path);
+    // Keeps `text` (with `status`) in the status area until the next recording starts.
+    void ShowLastError(const std::string& text, status_t status);
 
     Tavro* const fEngine;
     // The running recording's file; held from Record to Stop, also when it failed to start.
@@ -200,6 +210,12 @@ private:
     QString fTitle;
     // The question "Stop it and quit?" while it is open.
     QPointer<QWidget> fStopQuestion;
+    // An existing file the user agreed to replace in the save panel: Record does not ask
+    // again for it (once).
+    std::string fReplaceApproved;
+    // The open "replace?" question, if any: a second manual Record waits for its answer.
+    QPointer<QWidget> fReplaceQuestion;
+    QLabel* fLastError = nullptr;
     QTimer* fPulse = nullptr;
 
     QAction* fVideoWindowItem = nullptr;

@@ -4,6 +4,8 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QLabel>
+#include <QTime>
 
 #include <cstdio>
 #include <filesystem>
@@ -29,6 +31,25 @@ bool isEmpty(const char* text) {
     return text == nullptr || text[0] == '\0';
 }
 
+bool exists(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::exists(std::filesystem::symlink_status(path, error));
+}
+
+// `path` if nothing is there, else the first free "NAME-2.EXT", "NAME-3.EXT", ... beside it.
+std::string freeFileName(const std::string& path) {
+    if (!exists(path))
+        return path;
+    const std::filesystem::path original(path);
+    const std::string stem = original.stem().string(), extension = original.extension().string();
+    for (int number = 2;; number++) {
+        std::filesystem::path candidate =
+            original.parent_path() / (stem + "-" + std::to_string(number) + extension);
+        if (!exists(candidate.string()))
+            return candidate.string();
+    }
+}
+
 }  // namespace
 
 void TavroWindow::ShowIncompleteSettingsAlert(QWidget* parent) {
@@ -49,30 +70,53 @@ void TavroWindow::Record(Message* message) {
         fRecordFailure = "the format's settings are not complete";
         return;
     }
+    const bool timed = message->GetBool("timed", false);
+    if (!timed && (fFile != nullptr || fReplaceQuestion != nullptr)) {
+        // Record is disabled while recording: a 'recd' that still arrives (posted twice, or
+        // while the question below is open) must not restart into the same file.
+        return;
+    }
+    std::string path;
+    if (message->FindString("fileName", &path) != B_OK)
+        path = fFileName->text().toStdString();
+    path = recordingPath(path);
+
     // A timed event that begins during a recording takes over.
     if (fFile != nullptr)
         Stop();
+
+    ExistingFile existing = ExistingFile::kRefuse;
+    if (exists(path)) {
+        if (timed) {
+            // Nobody may be there to answer: the recording goes beside the existing file.
+            path = freeFileName(path);
+        } else if (message->GetBool("overwrite", false) || path == fReplaceApproved) {
+            existing = ExistingFile::kReplace;
+        } else {
+            AskToReplace(*message, path);
+            return;
+        }
+    }
+    fReplaceApproved.clear();
+
     fStopButton->setFocus();
     fEngine->SetFormat(fFormat);
     int32 channel;
     if (message->FindInt32("channel", &channel) == B_OK)
         fEngine->SetChannel(channel);
 
-    std::string path;
-    if (message->FindString("fileName", &path) != B_OK)
-        path = fFileName->text().toStdString();
-    path = recordingPath(path);
-
     // Kept until the next Stop or Record also when it failed: the file object has shown why.
-    fFile = std::make_unique<TavroFile>(path.c_str(), fFormat, fEngine);
+    fFile = std::make_unique<TavroFile>(path.c_str(), fFormat, fEngine, existing);
     if (fFile->status < 0) {
         fRecordFailure = "the file could not be made: " + statusText(fFile->status);
+        ShowLastError("Could not create the file " + path, fFile->status);
         return;
     }
     status_t status = fFile->file->CommitHeader();
     if (status != B_OK) {
         ErrorAlert("failed to write the file's header!", status);
         fRecordFailure = "the file's header could not be written: " + statusText(status);
+        ShowLastError("failed to write the file's header!", status);
         fFile.reset();
         return;
     }
@@ -95,11 +139,40 @@ void TavroWindow::Record(Message* message) {
         fRecordFailure = "the engine did not start: " + statusText(started);
         return;
     }
+    fLastError->clear();
+    fLastError->setVisible(false);
     fStatusView->Start();
     fStatusView->SetFileName(QString::fromStdString(path));
+    fRecordButton->setEnabled(false);
     fStopButton->setEnabled(true);
     // Qt gives no focus to a disabled button: the focus given above takes effect now.
     fStopButton->setFocus();
+}
+
+void TavroWindow::AskToReplace(const Message& record, const std::string& path) {
+    auto* question = new QMessageBox(
+        QMessageBox::Warning, QString(),
+        QString("The file \"%1\" already exists.\nDo you want to replace it?")
+            .arg(QString::fromStdString(std::filesystem::path(path).filename().string())),
+        QMessageBox::NoButton, this);
+    question->setObjectName("replaceFileQuestion");
+    QPushButton* replace = question->addButton("Replace", QMessageBox::AcceptRole);
+    question->addButton("Cancel", QMessageBox::RejectRole);
+    question->setAttribute(Qt::WA_DeleteOnClose);
+    Message again(record);
+    again.RemoveName("fileName");
+    again.AddString("fileName", path);
+    again.AddBool("overwrite", true);
+    // Shown without a modal loop: this handler returns, and the answer arrives as a message.
+    connect(question, &QMessageBox::buttonClicked, this,
+            [this, replace, again](QAbstractButton* button) {
+                // Answered: the question no longer holds Record back, even before it is gone.
+                fReplaceQuestion = nullptr;
+                if (button == replace)
+                    PostMessage(again);
+            });
+    fReplaceQuestion = question;
+    question->open();
 }
 
 void TavroWindow::Stop() {
@@ -107,6 +180,12 @@ void TavroWindow::Stop() {
         return;
     fEngine->Stop();
     fStatusView->Stop();
+    // A trailer that cannot be written, or a last write that fails, is the file's end too.
+    status_t closed = fFile->Close();
+    if (closed != B_OK && fEngine->RecordingError() == B_OK) {
+        ErrorAlert("Could not finish the video file.", closed);
+        ShowLastError("Could not finish the video file.", closed);
+    }
     fFile.reset();
     // A disabled button passes its focus on to the next widget, the file name field, with its
     // text selected: one more keystroke would replace the name. Record takes it instead.
@@ -114,6 +193,26 @@ void TavroWindow::Stop() {
         fRecordButton->setFocus();
     fStopButton->setEnabled(false);
     UpdateTitle();
+    fRecordButton->setEnabled(true);
+}
+
+void TavroWindow::ShowLastError(const std::string& text, status_t status) {
+    const QString time = QTime::currentTime().toString("HH:mm:ss");
+    QString shown = QString::fromStdString(text);
+    shown.replace('\n', ' ');
+    fLastError->setText(QString("%1  %2 [%3]")
+                            .arg(time, shown,
+                                 QString::fromStdString(status == B_ERROR ? std::string("-")
+                                                                          : statusText(status))));
+    if (fLastError->isHidden()) {
+        fLastError->setVisible(true);
+        // The window's height is fixed to what its contents need.
+        setFixedHeight(height() + fLastError->sizeHint().height() + kPaneGap);
+    }
+}
+
+QString TavroWindow::LastError() const {
+    return fLastError->isHidden() ? QString() : fLastError->text();
 }
 
 void TavroWindow::TimerEvent(const Message* message) {
@@ -136,6 +235,9 @@ void TavroWindow::TimerEvent(const Message* message) {
         return;
     }
     Message request(status == kEventStarted ? kMsgRecord : kMsgStop);
+    // A timed start may take over a running recording.
+    if (status == kEventStarted)
+        request.AddBool("timed", true);
     if (item != nullptr) {
         if (status == kEventStarted) {
             int error = B_OK;
