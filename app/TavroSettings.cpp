@@ -142,7 +142,8 @@ TavroSettings::TavroSettings() {
 }
 
 TavroSettings::~TavroSettings() {
-    Save();
+    if (fSaveAtExit)
+        Save();
     std::free(fileName);
     // The formats are not this object's to delete: they outlive it, for gSettings until the
     // process exits. They are kept reachable so that a leak checker, which looks after the
@@ -182,13 +183,22 @@ status_t TavroSettings::Load() {
         return status;
     std::vector<uint8> bytes;
     status = readFile(path, &bytes);
-    if (status != B_OK)
+    if (status == B_ENTRY_NOT_FOUND || status == -ENOTDIR)
         return status;
+    if (status != B_OK) {
+        // There, but not readable (permissions, a folder, an I/O error, far too big): the
+        // file may hold everything the user has; it is left exactly as it is.
+        fUnreadable = true;
+        return status;
+    }
     Message message;
-    status = message.Unflatten(bytes.data(), bytes.size());
-    if (status != B_OK)
-        return status;
-    return LoadFrom(message);
+    const status_t parsed = message.UnflattenSalvaging(bytes.data(), bytes.size());
+    status = parsed == B_BAD_VALUE ? parsed : LoadFrom(message);
+    if (parsed != B_OK || status != B_OK) {
+        fDamaged = true;
+        fDamagedBytes = std::move(bytes);
+    }
+    return parsed != B_OK ? parsed : status;
 }
 
 status_t TavroSettings::LoadFrom(const Message& message) {
@@ -216,28 +226,33 @@ status_t TavroSettings::LoadFrom(const Message& message) {
     message.FindBool("timer", &timer);
     message.FindBool("showTVControls", &showTVControls);
 
-    // The list ends at the first entry that is missing or cannot be read; the formats before
-    // a damaged entry are kept.
-    for (int32 index = 0;; index++) {
+    // Every entry that reads is kept: one damaged format costs only itself. `lastFormat`
+    // follows the entry it named.
+    type_code type = 0;
+    int32 stored = 0;
+    message.GetInfo("format", &type, &stored);
+    int32 last = -1;
+    message.FindInt32("lastFormat", &last);
+    int32 kept = -1;
+    status_t status = B_OK;
+    for (int32 index = 0; index < stored; index++) {
         auto format = std::make_unique<FormatSetting>(nullptr);
-        if (message.FindFlat("format", index, format.get()) != B_OK)
-            break;
+        if (message.FindFlat("format", index, format.get()) != B_OK) {
+            status = B_BAD_DATA;
+            continue;
+        }
+        if (index == last)
+            kept = int32(formats.size());
         formats.push_back(format.release());
     }
-
-    int32 last;
-    if (message.FindInt32("lastFormat", &last) == B_OK && last >= 0 &&
-        size_t(last) < formats.size())
-        lastFormat = last;
-    else
-        lastFormat = 0;
+    lastFormat = kept >= 0 ? kept : 0;
 
     // Each one whole; what an entry holds is checked when it is restored.
     timers.clear();
     Message entry;
     for (int32 index = 0; message.FindMessage("timedRecording", index, &entry) == B_OK; index++)
         timers.push_back(entry);
-    return B_OK;
+    return status;
 }
 
 void TavroSettings::SaveTo(Message* message) const {
@@ -268,6 +283,8 @@ void TavroSettings::SaveTo(Message* message) const {
 }
 
 status_t TavroSettings::Save() {
+    if (fUnreadable || !fSaveAtExit)
+        return B_NOT_ALLOWED;
     std::string path;
     status_t status = GetPath(&path);
     if (status != B_OK)
@@ -285,5 +302,20 @@ status_t TavroSettings::Save() {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
     if (error)
         return error.value() > 0 ? -error.value() : B_ERROR;
-    return replaceFile(path, bytes);
+
+    // What the damage left unread may still matter to the user: set aside before it goes.
+    if (fDamaged && !fDamagedBytes.empty()) {
+        status = replaceFile(path + ".damaged", fDamagedBytes);
+        if (status != B_OK)
+            return status;
+        fDamagedBytes.clear();
+    }
+    // A link stays a link: its target is what is replaced.
+    std::string target = path;
+    if (std::filesystem::is_symlink(path, error)) {
+        std::filesystem::path resolved = std::filesystem::weakly_canonical(path, error);
+        if (!error)
+            target = resolved.string();
+    }
+    return replaceFile(target, bytes);
 }

@@ -22,11 +22,24 @@ public:
     TavroSettings(const TavroSettings&) = delete;
     TavroSettings& operator=(const TavroSettings&) = delete;
 
-    // Errors leave the defaults (or what was read before a damaged "format" entry).
+    // Errors leave the defaults for what could not be read. A damaged file gives up only what
+    // the damage touched: every field and format read whole before it (and every later format
+    // that parses) is taken, and the file's bytes are kept for Save to set aside. A file that
+    // exists but cannot be read is never overwritten.
     status_t Load();
     // Written to a temporary file that replaces the old one only when complete, so a crash or
-    // a full disk leaves the previous settings. A failed save is not reported to the user.
+    // a full disk leaves the previous settings. Through a symbolic link, the link's target is
+    // replaced (the temporary file is made in the target's folder) and the link stays. A file
+    // Load found damaged is first copied to "<settings file>.damaged" (one copy, replaced each
+    // time). Nothing is written when the file could not be read or LeaveFileUntouched was
+    // called (B_NOT_ALLOWED). A failed save is not reported to the user.
     status_t Save();
+    // For runs that only print: the destructor does not save.
+    void LeaveFileUntouched() { fSaveAtExit = false; }
+    // What Load found: the file could not be read whole (damaged, or not a settings file);
+    // the file exists but could not be read at all.
+    bool LoadedDamaged() const { return fDamaged; }
+    bool LoadedUnreadable() const { return fUnreadable; }
     // The file's content without the file: Load takes its fields from a message it has read,
     // Save writes the message this builds. LoadFrom returns B_ENTRY_NOT_FOUND for a message
     // with another `what` code and then takes nothing from it.
@@ -56,6 +69,12 @@ public:
     // fields above as repeated "timedRecording" messages. The entries are read from these archives at
     // start and written into them at exit.
     std::vector<Message> timers;
+
+private:
+    bool fSaveAtExit = true;
+    bool fUnreadable = false;
+    bool fDamaged = false;
+    std::vector<uint8> fDamagedBytes;  // the damaged file as Load found it
 };
 
 extern TavroSettings gSettings;

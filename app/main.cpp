@@ -11,6 +11,7 @@
 #include "app/CommandLine.h"
 #include "app/DisplayCheck.h"
 #include "app/TavroApplication.h"
+#include "app/TavroSettings.h"
 
 namespace {
 
@@ -43,6 +44,10 @@ int runWindows(char** argv, const CommandLine& line) {
 
 int main(int argc, char** argv) {
     const ParsedCommandLine parsed = parseCommandLine(argc, argv);
+    // Only the windows change the settings: a command-line run (even one that fails, or one
+    // that only prints) leaves the file as it found it.
+    if (parsed.command != nullptr || !parsed.error.empty())
+        gSettings.LeaveFileUntouched();
     for (const std::string& note : parsed.notes)
         std::fprintf(stderr, "%s\n", note.c_str());
     if (!parsed.error.empty()) {

@@ -158,7 +158,9 @@ struct Message::Field {
     // Reading the flattened form builds the fields directly: looking each one up by name, as
     // adding does, would make a file of many fields quadratic to read. `depth` counts the
     // messages around this one.
-    static status_t Read(Message* message, const uint8* data, size_t size, int depth);
+    // `salvage`: on damage, `message` keeps every field and value read whole before it.
+    static status_t Read(Message* message, const uint8* data, size_t size, int depth,
+                         bool salvage = false);
     // One value: `bytes` are little-endian and unchecked.
     static status_t ReadValue(type_code type, const uint8* bytes, size_t length, int depth,
                               Value* value);
@@ -721,7 +723,8 @@ status_t Message::Field::ReadValue(type_code type, const uint8* bytes, size_t le
     return B_OK;
 }
 
-status_t Message::Field::Read(Message* message, const uint8* data, size_t size, int depth) {
+status_t Message::Field::Read(Message* message, const uint8* data, size_t size, int depth,
+                              bool salvage) {
     if (depth > kMaxNesting)
         return B_BAD_DATA;
     // A wrong magic or version says "not ours"; too few bytes to tell says "damaged".
@@ -736,15 +739,25 @@ status_t Message::Field::Read(Message* message, const uint8* data, size_t size, 
         return B_BAD_VALUE;
     uint32 what;
     uint32 fieldCount;
-    if (!reader.ReadUint32(&what) || !reader.ReadUint32(&fieldCount) ||
-        fieldCount > reader.Left() / kMinFieldSize)
+    if (!reader.ReadUint32(&what) || !reader.ReadUint32(&fieldCount))
+        return B_BAD_DATA;
+    // A cut file still claims all its fields: salvaging reads as many as are there.
+    if (!salvage && fieldCount > reader.Left() / kMinFieldSize)
         return B_BAD_DATA;
     message->what = what;
 
     std::vector<Field>& fields = message->fFields;
-    fields.reserve(fieldCount);
     // Views into `data`, which outlives the parse.
     std::unordered_set<std::string_view> names;
+    // Drops what the damaged field holds of a damaged value (and the field if nothing is left).
+    auto damaged = [&fields](size_t wholeValues) {
+        if (!fields.empty()) {
+            fields.back().values.resize(std::min(fields.back().values.size(), wholeValues));
+            if (fields.back().values.empty())
+                fields.pop_back();
+        }
+        return B_BAD_DATA;
+    };
     for (uint32 i = 0; i < fieldCount; i++) {
         uint32 nameLength;
         const uint8* nameBytes;
@@ -761,22 +774,26 @@ status_t Message::Field::Read(Message* message, const uint8* data, size_t size, 
             return B_BAD_DATA;
         // Every value takes at least its 4-byte length.
         if (type == B_POINTER_TYPE || type == B_ANY_TYPE || valueCount == 0 ||
-            valueCount > reader.Left() / 4 ||
+            (!salvage && valueCount > reader.Left() / 4) ||
             valueCount > uint32(std::numeric_limits<int32>::max()))
             return B_BAD_DATA;
 
         Field& field = fields.emplace_back();
         field.name = name;
         field.type = type;
-        field.values.resize(valueCount);
-        for (Value& value : field.values) {
+        if (!salvage)
+            field.values.reserve(valueCount);
+        for (uint32 v = 0; v < valueCount; v++) {
             uint32 length;
             const uint8* bytes;
+            Value& value = field.values.emplace_back();
             if (!reader.ReadUint32(&length) || !reader.ReadBytes(length, &bytes))
-                return B_BAD_DATA;
+                return damaged(v);
             status_t status = ReadValue(type, bytes, length, depth, &value);
-            if (status != B_OK)
+            if (status != B_OK) {
+                damaged(v);
                 return status;
+            }
         }
     }
     return reader.Left() == 0 ? B_OK : B_BAD_DATA;
@@ -793,6 +810,18 @@ status_t Message::Unflatten(const void* data, size_t size) {
         return status;
     *this = std::move(parsed);
     return B_OK;
+}
+
+status_t Message::UnflattenSalvaging(const void* data, size_t size) {
+    MakeEmpty();
+    if (data == nullptr)
+        return B_BAD_DATA;
+    Message parsed;
+    status_t status = Field::Read(&parsed, static_cast<const uint8*>(data), size, 0, true);
+    if (status == B_BAD_VALUE)
+        return status;
+    *this = std::move(parsed);
+    return status;
 }
 
 // #pragma mark - Dump

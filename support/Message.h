@@ -156,6 +156,11 @@ public:
     // Checks every read against `size`: truncated, corrupted or hostile data gives B_BAD_DATA
     // (or B_BAD_VALUE for a wrong magic or version) and leaves this message unchanged.
     status_t Unflatten(const void* data, size_t size);
+    // For stored data that should survive damage: as Unflatten, but a damaged form (cut,
+    // overwritten, with bytes appended) leaves this message with every field and value read
+    // whole before the damage, and returns B_BAD_DATA. B_BAD_VALUE (wrong magic or version)
+    // leaves it empty.
+    status_t UnflattenSalvaging(const void* data, size_t size);
 
     // A one-line-per-field dump for logs and test failures.
     std::string ToString() const;

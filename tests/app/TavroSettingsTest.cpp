@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -161,18 +162,28 @@ TEST_F(TavroSettingsTest, AnotherWhatCodeIsIgnoredAndOverwritten) {
     EXPECT_EQ(saved.GetString("fileName", ""), "video.avi");
 }
 
-TEST_F(TavroSettingsTest, ADamagedFormatEndsTheList) {
+TEST_F(TavroSettingsTest, ADamagedFormatCostsOnlyItself) {
     const uint8 garbage[] = {'b', 'r', 'o', 'k', 'e', 'n', 0, 1, 2};
     Message message(kSettingsWhat);
     message.AddFlat("format", FormatSetting("first"));
     message.AddFlat("format", FormatSetting("second"));
     message.AddData("format", kFormatSettingType, garbage, sizeof(garbage));
     message.AddFlat("format", FormatSetting("fourth"));
+    message.AddInt32("lastFormat", 3);
     WriteMessage(message);
+    const Bytes damaged = ReadFile();
     Settings settings = Load();
-    ASSERT_EQ(settings->formats.size(), 2u);
-    EXPECT_STREQ(settings->formats[1]->name, "second");
-    DestroyWithoutSaving(settings);
+    ASSERT_EQ(settings->formats.size(), 3u);
+    EXPECT_STREQ(settings->formats[2]->name, "fourth");
+    // The last format is still the one it named.
+    EXPECT_EQ(settings->lastFormat, 2);
+    EXPECT_TRUE(settings->LoadedDamaged());
+    settings.reset();
+    // The damaged file was set aside before the good one replaced it.
+    std::ifstream aside(fs::path(fPath.string() + ".damaged"), std::ios::binary);
+    EXPECT_EQ(Bytes(std::istreambuf_iterator<char>(aside), std::istreambuf_iterator<char>()),
+              damaged);
+    EXPECT_EQ(Load()->formats.size(), 3u);
 
     Message broken(kSettingsWhat);
     broken.AddData("format", kFormatSettingType, garbage, sizeof(garbage));
@@ -180,20 +191,69 @@ TEST_F(TavroSettingsTest, ADamagedFormatEndsTheList) {
     settings = Load();
     ASSERT_EQ(settings->formats.size(), 1u);
     EXPECT_STREQ(settings->formats[0]->name, "Standard Format");
+    DestroyWithoutSaving(settings);
 }
 
-// Cut-short files, random bytes and random corruptions of a good file: never a crash, always
-// a usable object.
+// A file cut at every offset keeps every format whose bytes are all there; one byte appended
+// loses nothing.
+TEST_F(TavroSettingsTest, ACutOrExtendedFileKeepsEveryWholeFormat) {
+    Message message = ThreeFormats(1);
+    message.AddBool("showAudio", true);
+    Bytes good;
+    ASSERT_EQ(message.Flatten(&good), B_OK);
+    // Where each format's bytes end in the file.
+    std::vector<size_t> ends;
+    for (const char* name : {"a", "b", "c"}) {
+        FormatSetting format(name);
+        Bytes flat(size_t(format.FlattenedSize()));
+        ASSERT_EQ(format.Flatten(flat.data(), ssize_t(flat.size())), B_OK);
+        auto at = std::search(good.begin(), good.end(), flat.begin(), flat.end());
+        ASSERT_NE(at, good.end());
+        ends.push_back(size_t(at - good.begin()) + flat.size());
+    }
+    for (size_t cut = 0; cut < good.size(); cut++) {
+        SCOPED_TRACE(cut);
+        WriteFile(Bytes(good.begin(), good.begin() + long(cut)));
+        Settings settings = Load();
+        const size_t whole = size_t(std::count_if(ends.begin(), ends.end(),
+                                                  [cut](size_t end) { return end <= cut; }));
+        if (whole == 0) {
+            ASSERT_EQ(settings->formats.size(), 1u);
+            EXPECT_STREQ(settings->formats[0]->name, "Standard Format");
+        } else {
+            ASSERT_EQ(settings->formats.size(), whole);
+            EXPECT_STREQ(settings->formats[whole - 1]->name, whole == 1 ? "a" : whole == 2 ? "b" : "c");
+        }
+        EXPECT_TRUE(settings->LoadedDamaged());
+        DestroyWithoutSaving(settings);
+    }
+
+    Bytes extended = good;
+    extended.push_back(0x5a);
+    WriteFile(extended);
+    Settings settings = Load();
+    EXPECT_EQ(settings->formats.size(), 3u);
+    EXPECT_EQ(settings->lastFormat, 1);
+    EXPECT_TRUE(settings->showAudio);
+    EXPECT_TRUE(settings->LoadedDamaged());
+    settings.reset();
+    // Saved back whole.
+    Message saved;
+    Bytes bytes = ReadFile();
+    ASSERT_EQ(saved.Unflatten(bytes.data(), bytes.size()), B_OK);
+    EXPECT_EQ(Load()->formats.size(), 3u);
+}
+
+// Random bytes and random corruptions of a good file: never a crash, always a usable object,
+// and what the file held is kept aside.
 TEST_F(TavroSettingsTest, DamagedFilesLeaveUsableSettings) {
     Bytes good;
     ASSERT_EQ(ThreeFormats(1).Flatten(&good), B_OK);
     std::mt19937 random(20240607);
-    for (size_t round = 0; round < good.size() + 200; round++) {
+    for (size_t round = 0; round < 200; round++) {
         Bytes bytes = good;
-        if (round < good.size()) {
-            bytes.resize(round);
-        } else if (round % 4 == 0) {
-            bytes.resize(random() % 512);
+        if (round % 4 == 0) {
+            bytes.resize(1 + random() % 512);
             for (uint8& byte : bytes)
                 byte = uint8(random());
         } else {
@@ -203,11 +263,76 @@ TEST_F(TavroSettingsTest, DamagedFilesLeaveUsableSettings) {
         WriteFile(bytes);
         Settings settings = Load();
         ASSERT_FALSE(settings->formats.empty());
-        EXPECT_LE(settings->formats.size(), round < good.size() ? 1u : 3u);
+        EXPECT_LE(settings->formats.size(), 3u);
         EXPECT_LT(size_t(settings->lastFormat), settings->formats.size());
         EXPECT_NE(settings->fileName, nullptr);
         DestroyWithoutSaving(settings);
     }
+
+    Bytes noise(300);
+    for (uint8& byte : noise)
+        byte = uint8(random());
+    WriteFile(noise);
+    Load().reset();
+    std::ifstream aside(fs::path(fPath.string() + ".damaged"), std::ios::binary);
+    EXPECT_EQ(Bytes(std::istreambuf_iterator<char>(aside), std::istreambuf_iterator<char>()), noise);
+    EXPECT_EQ(FilesInDirectory(), 2);
+}
+
+TEST_F(TavroSettingsTest, SavingThroughALinkReplacesItsTarget) {
+    const fs::path target = fRoot / "elsewhere" / "my settings";
+    fs::create_directories(target.parent_path());
+    fs::create_directories(fPath.parent_path());
+    Bytes bytes;
+    ASSERT_EQ(ThreeFormats(2).Flatten(&bytes), B_OK);
+    std::ofstream(target, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+    fs::create_symlink(target, fPath);
+
+    Settings settings = Load();
+    ASSERT_EQ(settings->formats.size(), 3u);
+    settings->SetFileName("through-the-link.avi");
+    settings.reset();
+    EXPECT_TRUE(fs::is_symlink(fPath));
+    EXPECT_EQ(Load()->fileName, std::string("through-the-link.avi"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(target.parent_path()), {}), 1);
+}
+
+TEST_F(TavroSettingsTest, AFileThatCannotBeReadIsNeverOverwritten) {
+    // A folder where the file should be: there, but not readable as settings.
+    fs::create_directories(fPath);
+    Settings settings = Load();
+    EXPECT_TRUE(settings->LoadedUnreadable());
+    EXPECT_EQ(settings->Save(), B_NOT_ALLOWED);
+    settings.reset();
+    EXPECT_TRUE(fs::is_directory(fPath));
+    fs::remove(fPath);
+
+    // A file of someone else's that this user may not read: the same. Root reads everything,
+    // so the run that cannot read it is a child as another user.
+    WriteMessage(ThreeFormats(1));
+    const Bytes before = ReadFile();
+    fs::permissions(fPath, fs::perms::owner_read | fs::perms::owner_write);
+    fs::permissions(fRoot, fs::perms::all);
+    fs::permissions(fPath.parent_path(), fs::perms::all);
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        if (geteuid() == 0 && setuid(65534) != 0)
+            _exit(2);
+        auto* unreadable = new TavroSettings();
+        const bool untouched = unreadable->LoadedUnreadable() && unreadable->Save() == B_NOT_ALLOWED;
+        delete unreadable;
+        _exit(untouched ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 2)
+        GTEST_SKIP() << "cannot become another user here";
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(ReadFile(), before);
+    EXPECT_EQ(FilesInDirectory(), 1);
 }
 
 TEST_F(TavroSettingsTest, AFailedSaveLeavesTheOldFile) {
