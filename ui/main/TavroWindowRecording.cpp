@@ -187,13 +187,14 @@ void TavroWindow::Stop() {
         ShowLastError("Could not finish the video file.", closed);
     }
     fFile.reset();
+    // Enabled first: a disabled button takes no focus.
+    fRecordButton->setEnabled(true);
     // A disabled button passes its focus on to the next widget, the file name field, with its
     // text selected: one more keystroke would replace the name. Record takes it instead.
     if (fStopButton->hasFocus())
         fRecordButton->setFocus();
     fStopButton->setEnabled(false);
     UpdateTitle();
-    fRecordButton->setEnabled(true);
 }
 
 void TavroWindow::ShowLastError(const std::string& text, status_t status) {
