@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <string>
 
 #include <QDir>
 #include <QLibraryInfo>
@@ -44,9 +45,12 @@ int runWindows(char** argv, const CommandLine& line) {
 
 int main(int argc, char** argv) {
     const ParsedCommandLine parsed = parseCommandLine(argc, argv);
-    // Only the windows change the settings: a command-line run (even one that fails, or one
-    // that only prints) leaves the file as it found it.
-    if (parsed.command != nullptr || !parsed.error.empty())
+    // A run that only prints or records (or has a bad command line) leaves the settings file
+    // as it found it; the windows and the timer commands change it.
+    const std::string command = parsed.command != nullptr ? parsed.command->name : "";
+    if (!parsed.error.empty() ||
+        (parsed.command != nullptr && command != "--add-timer" && command != "--remove-timer" &&
+         command != "--run-timers"))
         gSettings.LeaveFileUntouched();
     for (const std::string& note : parsed.notes)
         std::fprintf(stderr, "%s\n", note.c_str());
