@@ -16,6 +16,7 @@
 #include "app/ErrorAlert.h"
 #include "app/MessageCodes.h"
 #include "app/ProgressReport.h"
+#include "app/StopSignals.h"
 #include "app/TavroSettings.h"
 #include "engine/PreviewSinks.h"
 #include "engine/Tavro.h"
@@ -26,13 +27,6 @@
 #include "support/MessageQueue.h"
 
 namespace {
-
-// Set by SIGINT and SIGTERM; the recording loop looks at it ten times a second.
-volatile std::sig_atomic_t sStopSignal = 0;
-
-void onStopSignal(int) {
-    sStopSignal = 1;
-}
 
 constexpr bigtime_t kLoopPoll = 100000;
 
@@ -187,14 +181,7 @@ int runHeadlessRecorder(const CommandLine& options) {
             return 1;
         }
 
-        sStopSignal = 0;
-        struct sigaction action {};
-        action.sa_handler = onStopSignal;
-        sigemptyset(&action.sa_mask);
-        struct sigaction oldInt {
-        }, oldTerm{};
-        sigaction(SIGINT, &action, &oldInt);
-        sigaction(SIGTERM, &action, &oldTerm);
+        StopSignals stopSignals;
 
         // The file's full name, so that a relative one can be found afterwards.
         std::error_code error;
@@ -217,7 +204,7 @@ int runHeadlessRecorder(const CommandLine& options) {
                                   ? start + bigtime_t(options.durationSeconds * 1e6)
                                   : INT64_MAX;
         bool stopRequested = false;
-        while (status == B_OK && !stopRequested && sStopSignal == 0) {
+        while (status == B_OK && !stopRequested && !stopSignals.Requested()) {
             const bigtime_t now = system_time();
             if (now >= end)
                 break;
@@ -232,8 +219,6 @@ int runHeadlessRecorder(const CommandLine& options) {
         // The last figures, taken before Stop forgets the rings.
         progress.Finish(takeFigures(engine, rings.video, rings.audio, fullPath, elapsed));
         engine.Stop();
-        sigaction(SIGINT, &oldInt, nullptr);
-        sigaction(SIGTERM, &oldTerm, nullptr);
 
         // The file is closed here, whatever ended the recording, and what it kept is told.
         std::string why;

@@ -13,6 +13,7 @@
 #include "app/CommandLine.h"
 #include "app/ErrorAlert.h"
 #include "app/MessageCodes.h"
+#include "app/StopSignals.h"
 #include "app/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
@@ -24,13 +25,6 @@
 #include "support/MessageQueue.h"
 
 namespace {
-
-// Set by SIGINT and SIGTERM; the loop of --run-timers looks at it ten times a second.
-volatile std::sig_atomic_t sStopSignal = 0;
-
-void onStopSignal(int) {
-    sStopSignal = 1;
-}
 
 constexpr bigtime_t kLoopPoll = 100000;
 constexpr int32 kDay = 86400;
@@ -259,14 +253,7 @@ int runTimers(const CommandLine& line) {
     SetErrorAlertPresenter(
         [](const std::string& text, bool) { std::fprintf(stderr, "%s\n", text.c_str()); });
     std::signal(SIGXFSZ, SIG_IGN);
-    sStopSignal = 0;
-    struct sigaction action {};
-    action.sa_handler = onStopSignal;
-    sigemptyset(&action.sa_mask);
-    struct sigaction oldInt {
-    }, oldTerm{};
-    sigaction(SIGINT, &action, &oldInt);
-    sigaction(SIGTERM, &action, &oldTerm);
+    StopSignals stopSignals;
 
     TavroOptions engineOptions;
     engineOptions.roster = line.devices;
@@ -310,7 +297,7 @@ int runTimers(const CommandLine& line) {
             }
             return nullptr;
         };
-        while (sStopSignal == 0) {
+        while (!stopSignals.Requested()) {
             Message message;
             if (queue.NextMessage(&message, kLoopPoll) != B_OK)
                 continue;
@@ -345,8 +332,6 @@ int runTimers(const CommandLine& line) {
             item->RemoveFrom(&scheduler);
     }
     engine.SetStopTarget(nullptr);
-    sigaction(SIGINT, &oldInt, nullptr);
-    sigaction(SIGTERM, &oldTerm, nullptr);
     SetErrorAlertPresenter({});
     return exitStatus;
 }
