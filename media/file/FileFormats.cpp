@@ -1,8 +1,10 @@
 #include "media/file/FileFormats.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <mutex>
 #include <string_view>
 #include <vector>
@@ -256,6 +258,20 @@ void addEncoders(Registry* registry) {
     }
 }
 
+bool muxerTakes(const AVOutputFormat* muxer, const AVCodec* codec);
+
+// A container none of whose video codecs we can encode (vc1test, yuv4mpegpipe) records
+// nothing: it is not offered.
+void dropFormatsWithoutVideoEncoder(Registry* registry) {
+    std::erase_if(registry->fileFormats, [&](const FileFormatEntry& entry) {
+        return std::none_of(registry->encoders.begin(), registry->encoders.end(),
+                            [&](const EncoderEntry& encoder) {
+                                return encoder.codec->type == AVMEDIA_TYPE_VIDEO &&
+                                       muxerTakes(entry.muxer, encoder.codec);
+                            });
+    });
+}
+
 const Registry& registry() {
     // Built on first use; a static's initialisation is thread-safe.
     static const Registry instance = [] {
@@ -263,6 +279,7 @@ const Registry& registry() {
         Registry built;
         addFileFormats(&built);
         addEncoders(&built);
+        dropFormatsWithoutVideoEncoder(&built);
         return built;
     }();
     return instance;
@@ -284,13 +301,70 @@ bool isVideoType(media_type type) {
     return type == B_MEDIA_RAW_VIDEO || type == B_MEDIA_ENCODED_VIDEO;
 }
 
-// Whether `muxer` stores `codec`. FFmpeg does not know for some muxers (mpeg, mpegts, ogg);
-// for those the muxer's own default codecs are the ones we are sure of.
+// Whether `muxer` writes a header for a stream of `codec`, asked by writing one into memory.
+// The stream is described as a track would describe it, but without opening the encoder: some
+// encoders (SVT-AV1) hang when closed unflushed, and opening them all is slow.
+bool trialHeaderAccepts(const AVOutputFormat* muxer, const AVCodec* codec) {
+    AVFormatContext* raw = nullptr;
+    if (avformat_alloc_output_context2(&raw, muxer, nullptr, nullptr) < 0)
+        return false;
+    // The buffer is no file: the owner must not close it as one.
+    std::unique_ptr<AVFormatContext, void (*)(AVFormatContext*)> context(
+        raw, [](AVFormatContext* owned) {
+            if (owned->pb != nullptr) {
+                uint8_t* bytes = nullptr;
+                avio_close_dyn_buf(owned->pb, &bytes);
+                av_free(bytes);
+                owned->pb = nullptr;
+            }
+            avformat_free_context(owned);
+        });
+    AVStream* stream = avformat_new_stream(raw, nullptr);
+    if (stream == nullptr)
+        return false;
+    AVCodecParameters* parameters = stream->codecpar;
+    parameters->codec_type = codec->type;
+    parameters->codec_id = codec->id;
+    if (codec->type == AVMEDIA_TYPE_VIDEO) {
+        parameters->width = 352;
+        parameters->height = 288;
+        parameters->format = codec->pix_fmts != nullptr ? codec->pix_fmts[0] : AV_PIX_FMT_YUV420P;
+        stream->time_base = AVRational{1, 25};
+    } else {
+        parameters->sample_rate = 48000;
+        parameters->format =
+            codec->sample_fmts != nullptr ? codec->sample_fmts[0] : AV_SAMPLE_FMT_S16;
+        parameters->frame_size = 1152;
+        av_channel_layout_default(&parameters->ch_layout, 2);
+        stream->time_base = AVRational{1, 48000};
+    }
+    if (avio_open_dyn_buf(&raw->pb) < 0)
+        return false;
+    return avformat_write_header(raw, nullptr) >= 0;
+}
+
+// Whether `muxer` stores `codec`. FFmpeg does not know for some muxers (mpeg, mpegts, ogg):
+// for those the muxer's own default codecs are sure, and a trial header decides for the
+// others. Trials are remembered for the process.
 bool muxerTakes(const AVOutputFormat* muxer, const AVCodec* codec) {
     int answer = avformat_query_codec(muxer, codec->id, FF_COMPLIANCE_NORMAL);
     if (answer >= 0)
         return answer == 1;
-    return codec->id == muxer->video_codec || codec->id == muxer->audio_codec;
+    if (codec->id == muxer->video_codec || codec->id == muxer->audio_codec)
+        return true;
+
+    static std::mutex lock;
+    static std::map<std::pair<const AVOutputFormat*, const AVCodec*>, bool> trials;
+    std::lock_guard<std::mutex> guard(lock);
+    auto [found, added] = trials.try_emplace({muxer, codec}, false);
+    if (added) {
+        // A refused trial is an answer, not an error to show.
+        int logLevel = av_log_get_level();
+        av_log_set_level(AV_LOG_QUIET);
+        found->second = trialHeaderAccepts(muxer, codec);
+        av_log_set_level(logLevel);
+    }
+    return found->second;
 }
 
 void describe(const EncoderEntry& entry, const media_format* input, media_format* acceptedInput,
@@ -412,4 +486,47 @@ const AVCodec* encoderFor(const media_codec_info& info) {
             return entry.codec;
     }
     return nullptr;
+}
+
+namespace {
+
+// Whether the comma-separated `extensions` hold `extension` (compared without case).
+bool listsExtension(const char* extensions, std::string_view extension) {
+    if (extensions == nullptr)
+        return false;
+    std::string_view rest(extensions);
+    while (!rest.empty()) {
+        size_t comma = rest.find(',');
+        std::string_view one = rest.substr(0, comma);
+        if (one.size() == extension.size() &&
+            std::equal(one.begin(), one.end(), extension.begin(), [](char a, char b) {
+                return std::tolower(static_cast<unsigned char>(a)) ==
+                       std::tolower(static_cast<unsigned char>(b));
+            }))
+            return true;
+        if (comma == std::string_view::npos)
+            break;
+        rest.remove_prefix(comma + 1);
+    }
+    return false;
+}
+
+}  // namespace
+
+std::string fileNameFor(const std::string& name, const media_file_format& format) {
+    const AVOutputFormat* muxer = muxerFor(format);
+    std::filesystem::path path(name);
+    std::string extension = path.extension().string();
+    if (muxer == nullptr || format.file_extension.empty() || extension.size() < 2)
+        return name;
+    extension.erase(0, 1);
+    if (listsExtension(muxer->extensions, extension))
+        return name;
+    for (const FileFormatEntry& entry : registry().fileFormats) {
+        if (listsExtension(entry.muxer->extensions, extension)) {
+            path.replace_extension(format.file_extension);
+            return path.string();
+        }
+    }
+    return name;
 }

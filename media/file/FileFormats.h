@@ -71,6 +71,11 @@ status_t get_next_encoder(int32* cookie, const media_file_format* fileFormat,
                           media_codec_info* info, media_format* acceptedInput,
                           media_format* acceptedOutput);
 
+// `name` with `format`'s extension when the extension it has belongs to another file format
+// ("clip.avi" becomes "clip.mkv" for matroska); unchanged when it has none, one that no file
+// format claims, one of `format`'s own, or when `format` names no extension.
+std::string fileNameFor(const std::string& name, const media_file_format& format);
+
 // For the file writer: the muxer and the encoder behind a description; null when this
 // process has none of that name (or an encoder is not in the lists above).
 const AVOutputFormat* muxerFor(const media_file_format& format);

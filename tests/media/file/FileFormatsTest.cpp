@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
@@ -120,4 +121,46 @@ TEST(FileFormats, OffersTheEncodersEachContainerStores) {
            B_OK)
         names.push_back(info.short_name);
     EXPECT_NE(std::find(names.begin(), names.end(), "raw-video"), names.end());
+}
+
+TEST(FileFormats, MuxersThatCannotSayTakeWhatATrialHeaderTakes) {
+    media_format video = rawVideoFormat(B_YCbCr422, 352, 288, 25);
+    media_format audio = rawAudioFormat(48000, 2);
+    // FFmpeg answers "unknown" for these; their defaults and trial headers decide.
+    EXPECT_TRUE(contains(encodersFor("mpegts", video), "libx264"));
+    EXPECT_TRUE(contains(encodersFor("mpegts", audio), "aac"));
+    EXPECT_TRUE(contains(encodersFor("mpeg", video), "mpeg2video"));
+    EXPECT_TRUE(contains(encodersFor("mpeg", audio), "ac3"));
+    EXPECT_FALSE(contains(encodersFor("mpeg", audio), "aac"));
+    EXPECT_TRUE(contains(encodersFor("ogg", video), "libtheora"));
+    EXPECT_FALSE(contains(encodersFor("ogg", video), "mpeg4"));
+
+    // A container whose only codec has no encoder here records nothing: not offered.
+    media_file_format format;
+    EXPECT_FALSE(findFileFormat("vc1test", &format));
+    EXPECT_FALSE(findFileFormat("yuv4mpegpipe", &format));
+}
+
+TEST(FileFormats, FileNameTakesTheExtensionOfTheContainer) {
+    struct Case {
+        const char* name;
+        const char* container;
+        const char* want;
+    };
+    const Case cases[] = {
+        {"clip.avi", "matroska", "clip.mkv"},
+        {"/home/u/a.b/clip.mp4", "avi", "/home/u/a.b/clip.avi"},
+        {"clip.mkv", "matroska", "clip.mkv"},
+        {"clip.MKV", "matroska", "clip.MKV"},
+        {"clip.mpeg", "mpeg", "clip.mpeg"},  // a second extension of the same container
+        {"clip.m2ts", "mpegts", "clip.m2ts"},
+        {"clip", "mp4", "clip"},                      // none
+        {"/tmp/Tavro.tmp", "mp4", "/tmp/Tavro.tmp"},  // one no container claims
+        {"notes.txt.avi", "mov", "notes.txt.mov"},
+    };
+    for (const Case& each : cases) {
+        media_file_format format;
+        ASSERT_TRUE(findFileFormat(each.container, &format)) << each.container;
+        EXPECT_EQ(fileNameFor(each.name, format), each.want) << each.name;
+    }
 }
