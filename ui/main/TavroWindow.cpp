@@ -35,6 +35,8 @@
 #include "scheduler/Scheduler.h"
 #include "ui/Frames.h"
 #include "ui/main/RecordingFolder.h"
+#include "ui/about/AboutWindow.h"
+#include "ui/format/FormatWindow.h"
 #include "ui/main/StatusView.h"
 #include "ui/main/WindowMessages.h"
 #include "ui/preview/AudioWindow.h"
@@ -362,7 +364,9 @@ void TavroWindow::MessageReceived(Message* message) {
             FormatChanged(message);
             break;
         case kMsgFormatsListChanged:
+            // A renamed format may have moved in the sorted list.
             UpdateFormatsListMenu();
+            SelectFormat();
             break;
         case kMsgFileName:
             FileNameChanged();
@@ -530,8 +534,10 @@ void TavroWindow::ResizeBy(int delta) {
 
 // #pragma mark - Secondary windows
 
-QWidget* TavroWindow::CreateFormatWindow(FormatSetting*) {
-    return nullptr;
+QWidget* TavroWindow::CreateFormatWindow(FormatSetting* format) {
+    auto* editor = new FormatWindow(gSettings.formatFrame, "Tavro - Formats", fEngine, format);
+    editor->SetQuitTarget(this, kMsgFormatWindowClosed);
+    return editor;
 }
 
 QWidget* TavroWindow::CreateProfileWindow() {
@@ -544,7 +550,12 @@ QWidget* TavroWindow::CreateNodeSettingsWindow(std::unique_ptr<ParameterWeb>, co
 }
 
 QWidget* TavroWindow::CreateAboutWindow() {
-    return nullptr;
+    auto* about = new AboutWindow;
+    if (about->InitCheck() != B_OK) {
+        delete about;
+        return nullptr;
+    }
+    return about;
 }
 
 void TavroWindow::ShowFormatWindow(const Message* message) {

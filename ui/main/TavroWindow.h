@@ -149,6 +149,9 @@ private:
     void TimedRecordingFailed(EventItem* item, const std::string& reason);
     void FormatChosen(const Message* message);
     void FormatChanged(const Message* message);
+    // Gives the output file name the current format's extension when it has another file
+    // format's, so that a name never says one container while the file is another.
+    void FollowContainer();
 
     // Marks the format item at `index` (none when it is not one) and shows its name in the
     // menu field.

@@ -16,6 +16,7 @@
 #include "app/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "media/file/FileFormats.h"
+#include "ui/format/FormatWindow.h"
 #include "ui/main/TavroWindow.h"
 #include "ui/main/WindowMessages.h"
 #include "ui/timer/TimerView.h"
@@ -150,14 +151,32 @@ void TavroWindow::FormatChosen(const Message* message) {
         selected.AddBool("fromMainLooper", true);
         editor->PostMessage(selected);
     }
+    FollowContainer();
     fEngine->SetFormat(fFormat);
     // The timer pane takes the format for its selected entry here.
 }
 
 void TavroWindow::FormatChanged(const Message* message) {
     void* format;
-    if (message->FindPointer("format", &format) == B_OK && format == fFormat && fFormat != nullptr)
+    if (message->FindPointer("format", &format) == B_OK && format == fFormat && fFormat != nullptr) {
         UpdateFormatDescription();
+        FollowContainer();
+    }
+}
+
+void TavroWindow::FollowContainer() {
+    if (fFormat == nullptr || fFormat->fileFormat == nullptr || gSettings.fileName == nullptr)
+        return;
+    media_file_format format;
+    int32 cookie = 0;
+    while (get_next_file_format(&cookie, &format) == B_OK) {
+        if (format.short_name != fFormat->fileFormat)
+            continue;
+        std::string name = fileNameFor(gSettings.fileName, format);
+        if (name != gSettings.fileName)
+            SetFileName(name);
+        return;
+    }
 }
 
 void TavroWindow::AddFormat() {
@@ -172,9 +191,11 @@ void TavroWindow::AddFormat() {
     fFormatsMenu->insertAction(items.value(index, nullptr), NewFormatItem(format));
     MarkFormatItem(index);
 
-    // An editor that is not open is opened on the new format; an open one is pointed at it by
-    // the 'form' below.
-    if (fFormatWindow == nullptr)
+    // An open editor lists the new format at once (the 'form' below points it there); one that
+    // is not open is opened on it.
+    if (auto* editor = qobject_cast<FormatWindow*>(fFormatWindow.data()))
+        editor->AddFormat(format);
+    else if (fFormatWindow == nullptr)
         PostIndex(kMsgFormatSettings, index);
     PostIndex(kMsgFormat, index);
 }
@@ -192,6 +213,9 @@ void TavroWindow::RemoveFormat() {
         }
     }
     fTimerView->FormatRemoved(fFormat);
+    // The editor forgets it before it is deleted.
+    if (auto* editor = qobject_cast<FormatWindow*>(fFormatWindow.data()))
+        editor->RemoveFormat(fFormat);
     delete fFormat;
     // Forgotten at once: a new format may be allocated where this one was.
     fFormat = nullptr;

@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QPointer>
 
+#include "support/Message.h"
 #include "support/MessageTarget.h"
 
 class QuitTarget {
@@ -17,10 +18,11 @@ public:
     }
 
     // GUI thread.
-    void Post(uint32 what) const {
+    void Post(uint32 what) const { Post(Message(what)); }
+    void Post(const Message& message) const {
         if (fTarget == nullptr || (fIsObject && fObject.isNull()))
             return;
-        fTarget->PostMessage(what);
+        fTarget->PostMessage(message);
     }
 
 private:
