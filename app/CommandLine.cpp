@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "app/CheckSync.h"
 #include "app/Commands.h"
 #include "app/HeadlessRecorder.h"
 #include "app/TimerCommands.h"
@@ -184,6 +185,8 @@ const std::vector<Option> kOptions = {
         G::Command, removeTimer},
     {"--run-timers", 0, nullptr, "record the stored timers without windows until Ctrl+C",
         G::Command, runTimers},
+    {"--check-sync", 0, "FILE", "measure sound against picture in a recording of the test signal",
+        G::Command, runCheckSync},
 
     {"--overwrite", 0, nullptr, "replace FILE if it exists (else --record refuses it)",
         G::Recording, {}, flag(&CommandLine::overwrite)},

@@ -4,6 +4,10 @@
 
 namespace {
 
+// The event thread's real-time priority when the system grants one, as the video node's: a
+// starved audio node would lose periods of its input.
+constexpr int kEventPriority = 15;
+
 template <typename T>
 bool matches(T a, T b) {
     return a == T(0) || b == T(0) || a == b;
@@ -26,6 +30,7 @@ bool format_is_compatible(const media_format& a, const media_format& b) {
 AudioConsumer::AudioConsumer(int32 internalId, const char* name)
     : MediaConsumer(name, B_MEDIA_RAW_AUDIO), fInternalID(internalId) {
     SetEventLatency(0);
+    SetRealtimePriority(kEventPriority);
 }
 
 AudioConsumer::~AudioConsumer() {
@@ -63,7 +68,7 @@ int64 AudioConsumer::FramesCounter() {
     if (bufferSize == 0)
         return 0;
     const float buffersPerSecond = fFrameRate.load() / float(bufferSize);
-    return int64(float(fRecord.RelativeTime()) * buffersPerSecond / 1000000.0f);
+    return int64(float(fRecord.CountedTime()) * buffersPerSecond / 1000000.0f);
 }
 
 // --- Events ---
@@ -86,7 +91,9 @@ void AudioConsumer::BufferReceived(MediaBuffer* buffer) {
         buffer->Recycle();
         return;
     }
-    // Nothing waits for the end of an audio recording: the stop request is only cleared.
+    // Nothing waits for the end of an audio recording: the stop request is only cleared. A
+    // buffer is stamped with its capture time, gaps included: the writer takes the
+    // recording's origin off, and the track places the sound there.
     fRecord.Record(buffer, [](bigtime_t elapsed, bool) { return elapsed; });
     {
         std::lock_guard lock(fViewLock);

@@ -1,8 +1,8 @@
 #pragma once
 // The engine's audio node: receives raw audio from the audio input (in the producer's own
 // buffers), copies each buffer into the audio ring while recording, stamped with its capture
-// time relative to the first recorded buffer, and hands every buffer, recorded or not, to the
-// level meter.
+// time (the audio writer takes the recording's origin off), and hands every buffer, recorded or
+// not, to the level meter.
 //
 // Threads: connection hooks on the control thread, BufferReceived on the event thread. The
 // input is guarded by fInputLock; fViewLock guards the level meter and is held while a block
@@ -33,10 +33,13 @@ public:
     void SetRecording(bool recording) { fRecord.SetRecording(recording); }
     void SetRing(RingBuffer* ring) { fRecord.SetRing(ring); }
     void SetWaitForRing(bool wait) { fRecord.SetWaitForRing(wait); }
+    int64 RingFullDrops() const { return fRecord.RingFullDrops(); }
     // Buffers that should have arrived since the recording began (by the connected rate and
     // buffer size), and those not recorded.
     int64 FramesCounter();
-    int64 DroppedFrames() { return fRecord.Dropped(FramesCounter()); }
+    // The counter goes by the buffer size in bytes and so stays below the buffers that came:
+    // those a full ring refused are added as they are.
+    int64 DroppedFrames() { return fRecord.Dropped(FramesCounter()) + fRecord.RingFullDrops(); }
     int64 RecordedFrames() const { return fRecord.RecordedFrames(); }
     media_format ConnectedFormat();
 

@@ -7,7 +7,10 @@
 void RecordPath::SetRecording(bool recording) {
     if (recording) {
         fRecordedFrames.store(0);
+        fRingFullDrops.store(0);
         fRelativeTime.store(0);
+        fFirstRelativeTime.store(0);
+        fFirst.store(true);
         fRecording.store(true);
     } else {
         fRecording.store(false);
@@ -25,8 +28,17 @@ int64 RecordPath::Dropped(int64 expected) const {
 }
 
 void RecordPath::Write(MediaBuffer* buffer, bigtime_t relative) {
-    while (fWaitForRing.load() && fRecording.load() && fRing->BuffersInUse() >= fRing->Count())
+    if (buffer->SizeAvailable() < fRing->Size())
+        return;
+    // Slots in use count the one the writer holds until it releases it, so below Count() the
+    // next slot is free: RingBuffer::Write itself would overwrite it.
+    while (fRing->BuffersInUse() >= fRing->Count()) {
+        if (!fWaitForRing.load() || !fRecording.load()) {
+            fRingFullDrops.fetch_add(1);
+            return;
+        }
         snooze(1000);
-    if (buffer->SizeAvailable() >= fRing->Size() && fRing->Write(buffer->Data(), relative) == B_OK)
+    }
+    if (fRing->Write(buffer->Data(), relative) == B_OK)
         fRecordedFrames.fetch_add(1);
 }

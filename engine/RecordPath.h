@@ -5,13 +5,21 @@
 // recording-relative time is reckoned (the relativeTime callable of Record) and how many
 // buffers should have come.
 //
-// Threads: SetRecording, SetRing and SetWaitForRing on the control thread; Record on the
-// node's event thread; the getters on any thread. fRingLock guards fRing and is held while a
-// buffer is written into it; the rest is atomic, but for fBaseTime (event thread only).
+// A buffer is never copied into a slot that the writer holds or has not taken yet: when every
+// slot is in use the buffer is dropped and counted (RingFullDrops), which is how an encoder
+// that cannot keep up shows. Times count from the recording's origin when one is set
+// (SetOrigin: the video node's, which sets it), else they are the buffers' capture times (the
+// audio node's: its writer takes the origin off).
+//
+// Threads: SetRecording, SetRing, SetOrigin and SetWaitForRing on the control thread; Record
+// on the node's event thread; the getters on any thread. fRingLock guards fRing and is held
+// while a buffer is written into it; the rest is atomic, but for fBaseTime (event thread
+// only).
 
 #include <atomic>
 #include <mutex>
 
+#include "engine/RecordingOrigin.h"
 #include "engine/RingBuffer.h"
 #include "media/node/MediaBuffer.h"
 
@@ -27,16 +35,27 @@ public:
     // node back until the writer has taken a slot, instead of losing the buffer; the source
     // then waits for its buffers. Real inputs must never wait: off by default.
     void SetWaitForRing(bool wait) { fWaitForRing.store(wait); }
+    // The recording's origin, which this path's first buffer sets; not owned. nullptr: the
+    // times handed to the rule are capture times. Set while not recording.
+    void SetOrigin(RecordingOrigin* origin) { fOrigin = origin; }
 
     int64 RecordedFrames() const { return fRecordedFrames.load(); }
     // The recording-relative time of the last buffer offered to the ring.
     bigtime_t RelativeTime() const { return fRelativeTime.load(); }
+    // The time from this path's first buffer to its last one: what the counters of buffers
+    // that should have come go by.
+    bigtime_t CountedTime() const { return fRelativeTime.load() - fFirstRelativeTime.load(); }
+    // Buffers refused because every slot of the ring was in use: the writer fell behind.
+    int64 RingFullDrops() const { return fRingFullDrops.load(); }
     // Those of `expected` buffers that were not recorded; never below 0.
     int64 Dropped(int64 expected) const;
+    // Whether a buffer of the recording under way has come (recorded or refused).
+    bool Started() const { return !fFirst.load(); }
 
     // While recording, copies `buffer` into the ring, stamped with
-    // relativeTime(elapsed, first): `elapsed` is its capture time less that of the first
-    // buffer of the recording, `first` whether none has been recorded yet. A buffer smaller
+    // relativeTime(elapsed, first): `elapsed` is its capture time less the recording's origin
+    // (with no origin set, the capture time itself), `first` whether this path has recorded
+    // none yet. A buffer smaller
     // than a slot, or one the ring refuses, is not recorded. Not recording, returns whether
     // this buffer is the first after a recording ended (the stop request, now cleared).
     template <typename Rule>
@@ -51,7 +70,12 @@ private:
     std::atomic<bool> fWaitForRing{false};
     std::atomic<int64> fRecordedFrames{0};
     std::atomic<bigtime_t> fRelativeTime{0};
+    std::atomic<bigtime_t> fFirstRelativeTime{0};
+    std::atomic<int64> fRingFullDrops{0};
     bigtime_t fBaseTime = 0;
+    RecordingOrigin* fOrigin = nullptr;
+    // Whether the next buffer is this path's first of the recording.
+    std::atomic<bool> fFirst{true};
     std::mutex fRingLock;
     RingBuffer* fRing = nullptr;
 };
@@ -62,10 +86,12 @@ bool RecordPath::Record(MediaBuffer* buffer, Rule relativeTime) {
     if (fRing == nullptr || !fRecording.load())
         return fStopRequested.exchange(false);
     const bigtime_t start = buffer->Header()->start_time;
-    const bool first = fRecordedFrames.load() == 0;
+    const bool first = fFirst.exchange(false);
     if (first)
-        fBaseTime = start;
+        fBaseTime = fOrigin != nullptr ? fOrigin->Take(start) : 0;
     const bigtime_t relative = relativeTime(start - fBaseTime, first);
+    if (first)
+        fFirstRelativeTime.store(relative);
     fRelativeTime.store(relative);
     Write(buffer, relative);
     return false;

@@ -21,6 +21,7 @@
 #include <string>
 #include <thread>
 
+#include "engine/RecordingOrigin.h"
 #include "engine/RingBuffer.h"
 #include "media/MediaFormat.h"
 #include "media/node/MediaNode.h"
@@ -38,6 +39,13 @@ class PreviewHost;
 class RingMonitor;
 class VideoConsumer;
 class VideoFrameSink;
+
+// Turn-taking of the two writer threads at the media write lock (see TavroRecording.cpp):
+// writers waiting for it, and the number of times it was taken.
+struct WriteTurns {
+    std::atomic<int32> waiting{0};
+    std::atomic<uint64> taken{0};
+};
 
 // Parameter ids of the video input node (a TV card's, or the built-in test picture's).
 enum : int32 {
@@ -135,6 +143,10 @@ public:
     int64 DroppedVideoFrames();
     int64 AudioFramesCounter();
     int64 DroppedAudioFrames();
+    // Frames refused since Start because every slot of their ring was in use: the stream's
+    // encoder is not keeping up (they are part of the dropped counts too). 0 without the node.
+    int64 VideoRingFullDrops();
+    int64 AudioRingFullDrops();
 
     // Applies a recording format's geometry to the live inputs; during a recording the change
     // is requested (the "Tavro - Request" notice) and applied at Stop. nullptr: nothing.
@@ -243,6 +255,10 @@ private:
     // Disconnects the video input from its consumer and connects again, or marks the
     // reconnection pending while recording or holding changes.
     status_t ReconnectOrPend();
+    // The same for the audio input, at the engine's frequency and channel count.
+    status_t ReconnectAudioOrPend();
+    // Slots of the audio ring for buffers of `audio`: at least kAudioRingDuration of sound.
+    int32 AudioRingCount(const media_raw_audio_format& audio) const;
     void ResizeVideoWindow();
     // The video input's web, kept for the parameters handed out; nullptr after the alert.
     ParameterWeb* VideoInputWeb();
@@ -309,12 +325,26 @@ private:
     bool fVideoConnected = false;
     bool fAudioConnected = false;
     bool fReconnectPending = false;
+    bool fAudioReconnectPending = false;
+    // The audio input is the built-in tone run unpaced: its times share no clock with the
+    // picture's, so its sound is timed from its own first buffer.
+    bool fAudioUnpaced = false;
     bool fHoldChanges = false;
     // Polled by the writer threads; set and cleared by the control thread.
     std::atomic<bool> fRecording{false};
 
-    // Serialises the writer threads' WriteFrames on the one output file.
+    // The time both streams of the recording are timed from; reset by Start.
+    RecordingOrigin fRecordingOrigin;
+    // Until when the writers empty their rings after the flag went down; set by Stop first.
+    std::atomic<bigtime_t> fDrainUntil{0};
+
+    // Serialises the writer threads' WriteFrames on the one output file; the writers take
+    // turns at it through fWriteTurns.
     Semaphore fMediaWriteLock{1, "media write lock"};
+    WriteTurns fWriteTurns;
+    // Slots each writer left unwritten at Stop: counted as dropped until the next Start.
+    std::atomic<int64> fVideoLeftInRing{0};
+    std::atomic<int64> fAudioLeftInRing{0};
     // Counted by the writer threads, read by the control thread.
     std::atomic<int64> fFailedVideoWrites{0};
     std::atomic<int64> fFailedAudioWrites{0};

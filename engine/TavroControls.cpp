@@ -214,6 +214,17 @@ status_t Tavro::ReconnectOrPend() {
     return ConnectVideo();
 }
 
+status_t Tavro::ReconnectAudioOrPend() {
+    if (fRoster == nullptr || fAudioConsumer == nullptr || fAudioInputNode == nullptr)
+        return B_OK;
+    if (fRecording.load() || fHoldChanges) {
+        fAudioReconnectPending = true;
+        return B_ERROR;
+    }
+    Disconnect(fAudioOutput.source, fAudioInput.destination);
+    return ConnectAudio();
+}
+
 status_t Tavro::ReconnectVideo() {
     return ReconnectOrPend();
 }
@@ -245,16 +256,23 @@ status_t Tavro::SetVideoPlayRate(int32 rate) {
     return B_OK;
 }
 
+// The audio input is connected again at a new channel count or frequency, so that it
+// delivers what the recording format asks for (a recording then writes the input as it comes).
+// 0 leaves the setting as it is.
 status_t Tavro::SetChannelCount(int32 count) {
+    if (count <= 0 || count == fAudioChannelCount)
+        return B_OK;
     fAudioChannelCount = count;
     if (fAudioSink != nullptr)
         fAudioSink->SetChannelCount(int32(uint8(count)));
-    return B_OK;
+    return ReconnectAudioOrPend();
 }
 
 status_t Tavro::SetFrequency(int32 frequency) {
+    if (frequency <= 0 || float(frequency) == fAudioFrequency)
+        return B_OK;
     fAudioFrequency = float(frequency);
-    return B_OK;
+    return ReconnectAudioOrPend();
 }
 
 void Tavro::SetHoldChanges(bool hold) {
@@ -267,6 +285,10 @@ void Tavro::FlushChanges() {
     if (fReconnectPending) {
         fReconnectPending = false;
         ReconnectOrPend();
+    }
+    if (fAudioReconnectPending) {
+        fAudioReconnectPending = false;
+        ReconnectAudioOrPend();
     }
     if (fVideoConsumer != nullptr)
         fVideoConsumer->SetSkipFrames(fVideoPlayRate);

@@ -75,6 +75,7 @@ status_t Tavro::SetupNodes() {
         bool unpaced = pace(fVideoInputNode.get(), fOptions.pacedTestSignal);
         fVideoConsumer = std::make_unique<VideoConsumer>(1, "Video Capture", fVideoSink);
         fVideoConsumer->SetWaitForRing(unpaced);
+        fVideoConsumer->SetOrigin(&fRecordingOrigin);
         status = fVideoConsumer->NodeRegistered();
         if (status != B_OK) {
             ErrorAlert("Can't register the video node", status, false);
@@ -94,6 +95,7 @@ status_t Tavro::SetupNodes() {
         ErrorAlert("Can't find audio input", status, false);
     } else {
         bool unpaced = pace(fAudioInputNode.get(), fOptions.pacedTestSignal);
+        fAudioUnpaced = unpaced;
         fAudioConsumer = std::make_unique<AudioConsumer>(1, "Audio Capture");
         fAudioConsumer->SetWaitForRing(unpaced);
         status = fAudioConsumer->NodeRegistered();

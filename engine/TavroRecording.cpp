@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <system_error>
+#include <thread>
 
 #include "app/ErrorAlert.h"
 #include "app/FormatSetting.h"
@@ -12,8 +14,10 @@
 #include "engine/PreviewSinks.h"
 #include "engine/Tavro.h"
 #include "engine/VideoConsumer.h"
+#include "media/file/AudioResampler.h"
 #include "media/file/MediaFile.h"
 #include "media/file/MediaTrack.h"
+#include "support/Clock.h"
 #include "support/Message.h"
 #include "support/MessageTarget.h"
 #include "support/Thread.h"
@@ -23,21 +27,55 @@ namespace {
 // How long a writer waits for a slot before it looks at the recording flag again: Stop
 // returns this soon after the inputs fell silent.
 constexpr bigtime_t kWriterPoll = 100000;
+// What the audio ring holds at least, in µs of sound: enough to ride out a video writer that
+// holds the file for a second (a slow key frame, a busy disk) without losing a period.
+constexpr bigtime_t kAudioRingDuration = 3000000;
+// How long Stop lets the writers empty their rings; what is left then is counted as dropped.
+constexpr bigtime_t kDrainTime = 3000000;
+// How long a writer that has just written waits for the other one, which waits for the media
+// write lock, to take it: the two take turns instead of one starving the other.
+constexpr bigtime_t kTurnWait = 20000;
+// How often the audio writer looks whether the first picture has set the recording's origin.
+constexpr bigtime_t kOriginPoll = 5000;
 
 // The loop of a writer thread: hands each filled slot of `ring` and its time to `write`, under
-// the media write lock, until `recording` goes down. A slot is waited for at most kWriterPoll
-// at a time, so the flag is seen whether or not the nodes still deliver.
+// the media write lock, while `recording` is up; then, until `drainUntil`, the slots still
+// filled. A slot is waited for at most kWriterPoll at a time, so the flag is seen whether or
+// not the nodes still deliver. Returns the slots left unwritten.
 template <typename Write>
-void writeSlots(const std::atomic<bool>& recording, Semaphore& writeLock, RingBuffer* ring,
-                Write write) {
-    while (recording.load()) {
+int32 writeSlots(const std::atomic<bool>& recording, const std::atomic<bigtime_t>& drainUntil,
+                 Semaphore& writeLock, WriteTurns& turns, RingBuffer* ring, Write write) {
+    return writeSlots(
+        recording, drainUntil, writeLock, turns, ring, [](bigtime_t) {}, write);
+}
+
+// The same, calling `prepare(time)` with each slot's time before the lock is taken.
+template <typename Prepare, typename Write>
+int32 writeSlots(const std::atomic<bool>& recording, const std::atomic<bigtime_t>& drainUntil,
+                 Semaphore& writeLock, WriteTurns& turns, RingBuffer* ring, Prepare prepare,
+                 Write write) {
+    while (true) {
+        if (!recording.load()) {
+            const int32 left = ring->BuffersInUse();
+            if (left <= 0 || system_time() >= drainUntil.load())
+                return std::max<int32>(0, left);
+        }
         void* data = nullptr;
         bigtime_t time = 0;
         if (ring->AcquireBuffer(&data, &time, kWriterPoll) != B_OK)
             continue;
-        if (writeLock.Acquire() == B_OK) {
+        prepare(time);
+        turns.waiting.fetch_add(1);
+        const status_t locked = writeLock.Acquire();
+        turns.waiting.fetch_sub(1);
+        if (locked == B_OK) {
+            const uint64 turn = turns.taken.fetch_add(1) + 1;
             write(data, time);
             writeLock.Release();
+            // The semaphore is not fair: hand the file to a writer that waits for it.
+            const bigtime_t until = system_time() + kTurnWait;
+            while (turns.waiting.load() > 0 && turns.taken.load() == turn && system_time() < until)
+                std::this_thread::yield();
         }
         ring->ReleaseBuffer();
     }
@@ -51,15 +89,17 @@ bool fileCannotGoOn(MediaTrack* track, status_t status) {
     return track->File() != nullptr && track->File()->WriteError() != B_OK;
 }
 
-// A node's counters; 0 without the node. Frames whose write failed count as dropped.
+// A node's counters; 0 without the node. Frames whose write failed, and those left in the
+// ring at the end, count as dropped.
 template <typename Node>
 int64 framesCounter(Node* node) {
     return node != nullptr ? node->FramesCounter() : 0;
 }
 
 template <typename Node>
-int64 droppedFrames(Node* node, const std::atomic<int64>& failedWrites) {
-    return node != nullptr ? node->DroppedFrames() + failedWrites.load() : 0;
+int64 droppedFrames(Node* node, const std::atomic<int64>& failedWrites,
+                    const std::atomic<int64>& leftInRing) {
+    return node != nullptr ? node->DroppedFrames() + failedWrites.load() + leftInRing.load() : 0;
 }
 
 }  // namespace
@@ -85,8 +125,8 @@ status_t Tavro::SetAudioTrack(MediaTrack* track) {
         fAudioConsumer->SetRing(nullptr);
     fAudioRing.reset();
     if (track != nullptr) {
-        auto ring = std::make_unique<RingBuffer>(
-            fAudioBufferCount, uint32(fConnectedAudioFormat.raw_audio.buffer_size));
+        const media_raw_audio_format& audio = fConnectedAudioFormat.raw_audio;
+        auto ring = std::make_unique<RingBuffer>(AudioRingCount(audio), uint32(audio.buffer_size));
         if (ring->InitCheck() < B_OK)
             return B_NO_MEMORY;
         fAudioRing = std::move(ring);
@@ -123,6 +163,15 @@ status_t Tavro::RecordingError(std::string* text) const {
     return fRecordingError;
 }
 
+int32 Tavro::AudioRingCount(const media_raw_audio_format& audio) const {
+    const uint32 frameBytes =
+        audio.channel_count * (audio.format & media_raw_audio_format::B_AUDIO_SIZE_MASK);
+    if (frameBytes == 0 || audio.buffer_size < frameBytes || audio.frame_rate <= 0)
+        return fAudioBufferCount;
+    const double bufferTime = double(audio.buffer_size / frameBytes) * 1e6 / audio.frame_rate;
+    return std::max(fAudioBufferCount, int32(std::ceil(kAudioRingDuration / bufferTime)));
+}
+
 status_t Tavro::Start() {
     fStopRequested.store(false);
     {
@@ -132,6 +181,9 @@ status_t Tavro::Start() {
     }
     fWrittenVideoFrames.store(0);
     fWrittenVideoTime.store(0);
+    fVideoLeftInRing.store(0);
+    fAudioLeftInRing.store(0);
+    fRecordingOrigin.Reset();
     fRecording.store(true);
     try {
         fVideoWriter = spawnThread("video writer", [this] { VideoWriter(this); });
@@ -167,11 +219,9 @@ void Tavro::JoinWriter(std::thread& writer, RingBuffer*) {
 }
 
 status_t Tavro::Stop() {
-    fRecording.store(false);
-    JoinWriter(fVideoWriter, fVideoRing.get());
-    if (fAudioTrack != nullptr)
-        JoinWriter(fAudioWriter, fAudioRing.get());
-
+    // The nodes stop filling the rings first; the writers then write what the rings still
+    // hold (for at most kDrainTime) and count the rest, so that nothing recorded is lost
+    // uncounted.
     if (fVideoConsumer != nullptr) {
         fVideoConsumer->SetRecording(false);
         fVideoConsumer->SetRing(nullptr);
@@ -180,12 +230,18 @@ status_t Tavro::Stop() {
         fAudioConsumer->SetRecording(false);
     if (fAudioConsumer != nullptr)
         fAudioConsumer->SetRing(nullptr);
+    fDrainUntil.store(system_time() + kDrainTime);
+    fRecording.store(false);
+    JoinWriter(fVideoWriter, fVideoRing.get());
+    if (fAudioTrack != nullptr)
+        JoinWriter(fAudioWriter, fAudioRing.get());
 
     if (fStatusView != nullptr) {
         fStatusView->SetVideoBuffer(nullptr);
         fStatusView->SetAudioBuffer(nullptr);
     }
-    // SetRing(nullptr) returned after any Write into the old ring: no node touches it now.
+    // SetRing(nullptr) returned after any Write into the old ring: no node touches it now,
+    // and the writers have ended.
     fVideoRing.reset();
     fAudioRing.reset();
 
@@ -207,18 +263,21 @@ int32 Tavro::VideoWriter(Tavro* self) {
     if (track == nullptr || ring == nullptr)
         return -1;
     media_encode_info info;
-    writeSlots(self->fRecording, self->fMediaWriteLock, ring, [&](void* data, bigtime_t time) {
-        info.start_time = time;
-        const status_t status = track->WriteFrames(data, 1, &info);
-        if (status == B_OK) {
-            self->fWrittenVideoFrames.fetch_add(1);
-            self->fWrittenVideoTime.store(time);
-            return;
-        }
-        self->fFailedVideoWrites.fetch_add(1);
-        if (fileCannotGoOn(track, status))
-            self->StopOnError("Video file may be corrupt.", status);
-    });
+    const int32 left = writeSlots(
+        self->fRecording, self->fDrainUntil, self->fMediaWriteLock, self->fWriteTurns, ring,
+        [&](void* data, bigtime_t time) {
+            info.start_time = time;
+            const status_t status = track->WriteFrames(data, 1, &info);
+            if (status == B_OK) {
+                self->fWrittenVideoFrames.fetch_add(1);
+                self->fWrittenVideoTime.store(time);
+                return;
+            }
+            self->fFailedVideoWrites.fetch_add(1);
+            if (fileCannotGoOn(track, status))
+                self->StopOnError("Video file may be corrupt.", status);
+        });
+    self->fVideoLeftInRing.store(left);
     self->fFailedVideoWrites.store(0);
     return 0;
 }
@@ -238,52 +297,59 @@ int32 Tavro::AudioWriter(Tavro* self) {
     media_format encoded;
     if (track->EncodedFormat(&encoded) != B_OK)
         return 1;
-    // Keep one input frame in `decimation`: a track at a whole fraction of the input's rate.
-    // A track faster than the input would give 0; it is written 1:1.
-    const float trackRate = encoded.raw_audio.frame_rate;
-    uint16 decimation = trackRate > 0 ? uint16(input.frame_rate / trackRate + 0.5f) : uint16(1);
-    if (decimation == 0)
-        decimation = 1;
-    const uint32 trackChannels = encoded.raw_audio.channel_count & 0xff;
-    const bool mono = trackChannels == 1;
-    // The writes read 16-bit samples of the track's channel count: never past the slot.
-    const int64 slotSamples = int64(ring->Size() / sizeof(int16));
-    int64 framesOut = frames / decimation;
-    if (trackChannels > 0)
-        framesOut = std::min<int64>(framesOut, slotSamples / trackChannels);
+    // The input is connected at the track's rate and channel count where it can be (a slot
+    // is then written as it is); where it cannot, the slot is converted to them.
+    const int trackRate = int(encoded.raw_audio.frame_rate);
+    const int trackChannels = int(encoded.raw_audio.channel_count & 0xff);
+    std::unique_ptr<AudioResampler> resampler;
+    if (input.format != media_raw_audio_format::B_AUDIO_SHORT)
+        return 1;
+    if (int(input.frame_rate) != trackRate || int(channels) != trackChannels) {
+        resampler = std::make_unique<AudioResampler>();
+        if (resampler->Init(int(input.frame_rate), int(channels), trackRate, trackChannels) != B_OK)
+            return 1;
+    }
 
     media_encode_info info;
-    writeSlots(self->fRecording, self->fMediaWriteLock, ring, [&](void* data, bigtime_t time) {
-        // In place, as 16-bit units whatever the sample format. Only the first
-        // frames / decimation frames are written, so only they are made; every read lies
-        // before the slot's end.
-        int16* samples = static_cast<int16*>(data);
-        if (mono) {
-            const int64 keep = std::min<int64>(frames, slotSamples / int64(channels));
-            for (int64 i = 0; i < keep; i++)
-                samples[i] = samples[i * channels];
-            if (decimation > 1) {
-                for (int64 i = 0; i < framesOut; i++)
-                    samples[i] = samples[i * decimation];
+    bool haveOrigin = false;
+    bigtime_t origin = 0;
+    // The slots hold capture times; the recording's origin is the first picture's, which comes
+    // a frame period or so after the first sound: it is waited for before the file is taken. A
+    // recording whose picture never came, or whose sound has no common clock with it, is
+    // timed from its first sound.
+    auto findOrigin = [&](bigtime_t time) {
+        while (!haveOrigin) {
+            haveOrigin = self->fRecordingOrigin.Get(&origin);
+            if (!haveOrigin && (!self->fRecording.load() || self->fVideoConsumer == nullptr ||
+                                self->fAudioUnpaced)) {
+                origin = time;
+                haveOrigin = true;
             }
-        } else if (decimation > 1) {
-            for (int64 i = 0; i < framesOut; i++) {
-                for (uint32 c = 0; c < channels; c++) {
-                    const int64 from = (i * decimation) * channels + c;
-                    if (from < slotSamples)
-                        samples[i * channels + c] = samples[from];
-                }
-            }
+            if (!haveOrigin)
+                snooze(kOriginPoll);
         }
-        info.start_time = time;
-        const status_t status = track->WriteFrames(data, framesOut, &info);
-        if (status == B_OK)
-            return;
-        self->fFailedAudioWrites.fetch_add(1);
-        // Both tracks write into one file: what it cannot take ends the recording either way.
-        if (fileCannotGoOn(track, status))
-            self->StopOnError("Video file may be corrupt.", status);
-    });
+    };
+    const int32 left =
+        writeSlots(self->fRecording, self->fDrainUntil, self->fMediaWriteLock, self->fWriteTurns,
+                   ring, findOrigin, [&](void* data, bigtime_t time) {
+                       const int16* samples = static_cast<const int16*>(data);
+                       int count = int(frames);
+                       if (resampler != nullptr &&
+                           resampler->Convert(samples, count, &samples, &count) != B_OK) {
+                           self->fFailedAudioWrites.fetch_add(1);
+                           return;
+                       }
+                       info.start_time = time - origin;
+                       const status_t status = track->WriteFrames(samples, count, &info);
+                       if (status == B_OK)
+                           return;
+                       self->fFailedAudioWrites.fetch_add(1);
+                       // Both tracks write into one file: what it cannot take ends the
+                       // recording either way.
+                       if (fileCannotGoOn(track, status))
+                           self->StopOnError("Video file may be corrupt.", status);
+                   });
+    self->fAudioLeftInRing.store(left);
     self->fFailedAudioWrites.store(0);
     return 0;
 }
@@ -293,7 +359,15 @@ int64 Tavro::VideoFramesCounter() {
 }
 
 int64 Tavro::DroppedVideoFrames() {
-    return droppedFrames(fVideoConsumer.get(), fFailedVideoWrites);
+    return droppedFrames(fVideoConsumer.get(), fFailedVideoWrites, fVideoLeftInRing);
+}
+
+int64 Tavro::VideoRingFullDrops() {
+    return fVideoConsumer != nullptr ? fVideoConsumer->RingFullDrops() : 0;
+}
+
+int64 Tavro::AudioRingFullDrops() {
+    return fAudioConsumer != nullptr ? fAudioConsumer->RingFullDrops() : 0;
 }
 
 int64 Tavro::AudioFramesCounter() {
@@ -301,7 +375,7 @@ int64 Tavro::AudioFramesCounter() {
 }
 
 int64 Tavro::DroppedAudioFrames() {
-    return droppedFrames(fAudioConsumer.get(), fFailedAudioWrites);
+    return droppedFrames(fAudioConsumer.get(), fFailedAudioWrites, fAudioLeftInRing);
 }
 
 void Tavro::SetFormat(FormatSetting* format) {

@@ -328,6 +328,7 @@ bool VideoConsumer::RecordBuffer(MediaBuffer* buffer) {
     // Each frame lies one interval after the one before; when that falls behind the frame's
     // real time by the drift limit, the intervals in between brought no frame.
     const bool ended = fRecord.Record(buffer, [this](bigtime_t elapsed, bool first) {
+        // The first frame sets the origin: it lies at 0, each one after it an interval later.
         if (first)
             return bigtime_t(0);
         const bigtime_t interval = Interval();
@@ -346,7 +347,7 @@ bool VideoConsumer::RecordBuffer(MediaBuffer* buffer) {
 
 int64 VideoConsumer::FramesCounter() {
     // Single precision, as the status panel has always computed it.
-    const float relative = float(fRecord.RelativeTime());
+    const float relative = float(fRecord.CountedTime());
     return int64(relative * fDisplayRate.load() / (float(fSkipFrames.load()) * 1000000.0f));
 }
 

@@ -76,11 +76,15 @@ public:
     void SetRecording(bool recording) { fRecord.SetRecording(recording); }
     void SetRing(RingBuffer* ring) { fRecord.SetRing(ring); }
     void SetWaitForRing(bool wait) { fRecord.SetWaitForRing(wait); }
+    void SetOrigin(RecordingOrigin* origin) { fRecord.SetOrigin(origin); }
+    int64 RingFullDrops() const { return fRecord.RingFullDrops(); }
     void SetSkipFrames(int32 skipFrames);
     int32 SkipFrames() const { return fSkipFrames.load(); }
     // Frames that should have arrived since the recording began, and those not recorded.
     int64 FramesCounter();
-    int64 DroppedFrames() { return fRecord.Dropped(FramesCounter()); }
+    // The counter runs from the first frame's time to the last one's: the first frame itself
+    // comes on top.
+    int64 DroppedFrames() { return fRecord.Dropped(FramesCounter() + (fRecord.Started() ? 1 : 0)); }
     int64 RecordedFrames() const { return fRecord.RecordedFrames(); }
     float DisplayRate() const { return fDisplayRate.load(); }
     float FieldRate() const { return fFieldRate.load(); }

@@ -1,7 +1,7 @@
 #include "media/file/MediaTrack.h"
 
-#include <cmath>
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <string_view>
 #include <vector>
@@ -23,6 +23,9 @@ namespace {
 constexpr AVRational kMicroseconds = {1, 1000000};
 // A connection that leaves the rate open records at the PAL rate.
 constexpr float kDefaultFieldRate = 25.0f;
+// How far an audio block's time may lie from where the track's sound has got to before the
+// track moves it there (µs): more than capture jitter, well under what is seen as out of sync.
+constexpr bigtime_t kAudioPlacementTolerance = 10000;
 
 bool isMuxer(const AVOutputFormat* muxer, std::string_view names) {
     // `names` is a comma-separated list.
@@ -329,18 +332,58 @@ status_t MediaTrack::WriteVideo(const uint8* data, int64 frameCount,
 
 status_t MediaTrack::WriteAudio(const int16* samples, int64 frameCount,
                                 const media_encode_info& info) {
+    const int64 rate = int64(fInput.raw_audio.frame_rate);
+    const size_t channels = fInput.raw_audio.channel_count;
+    bigtime_t start = info.start_time;
     if (!fStarted) {
+        // Samples from before the recording's origin are left out.
+        if (start < 0) {
+            const int64 skip = (-start * rate + 999999) / 1000000;
+            if (skip >= frameCount)
+                return B_OK;
+            samples += size_t(skip) * channels;
+            frameCount -= skip;
+            start += skip * 1000000 / rate;
+        }
         // The track's samples follow each other from the first write's time on.
-        fNextPts = av_rescale_q(info.start_time, kMicroseconds, fContext->time_base);
+        fAudioOrigin = start;
+        fInputFrames = 0;
+        fNextPts = av_rescale_q(start, kMicroseconds, fContext->time_base);
         fStarted = true;
+    } else {
+        // Each block goes where its time says: a gap in the input (a lost period, an overrun)
+        // is filled with silence, so the sound after it stays with its picture; a block that
+        // overlaps what was written loses its overlap.
+        const int64 due = (start - fAudioOrigin) * rate / 1000000;
+        const int64 gap = due - fInputFrames;
+        const int64 tolerance = kAudioPlacementTolerance * rate / 1000000;
+        if (gap > tolerance) {
+            if (status_t status = PushAudio(nullptr, gap); status != B_OK)
+                return status;
+        } else if (gap < -tolerance) {
+            const int64 skip = std::min(-gap, frameCount);
+            samples += size_t(skip) * channels;
+            frameCount -= skip;
+        }
     }
-    size_t channels = fInput.raw_audio.channel_count;
+    return PushAudio(samples, frameCount);
+}
+
+// Appends `frameCount` frames of `samples` (nullptr: silence) to the track's sound.
+status_t MediaTrack::PushAudio(const int16* samples, int64 frameCount) {
+    const size_t channels = fInput.raw_audio.channel_count;
+    constexpr int kChunk = 1 << 14;
+    if (samples == nullptr && frameCount > 0)
+        fSilence.assign(size_t(std::min<int64>(frameCount, kChunk)) * channels, 0);
     while (frameCount > 0) {
-        int chunk = int(std::min<int64>(frameCount, 1 << 16));
-        if (status_t status = fAudio->Push(samples, chunk); status != B_OK)
+        const int chunk = int(std::min<int64>(frameCount, kChunk));
+        if (status_t status = fAudio->Push(samples != nullptr ? samples : fSilence.data(), chunk);
+            status != B_OK)
             return status;
-        samples += size_t(chunk) * channels;
+        if (samples != nullptr)
+            samples += size_t(chunk) * channels;
         frameCount -= chunk;
+        fInputFrames += chunk;
         if (status_t status = SendAudio(false); status != B_OK)
             return status;
     }

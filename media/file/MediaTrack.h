@@ -9,6 +9,7 @@
 // track; the file serialises the packets of all its tracks.
 
 #include <memory>
+#include <vector>
 
 #include "media/MediaFormat.h"
 #include "media/ParameterWeb.h"
@@ -47,7 +48,10 @@ public:
     status_t SetParameterValue(int32 id, bigtime_t when, const void* value, size_t size) override;
 
     // Video: `frameCount` frames, one after the other in `data`, the first at the info's start
-    // time and each further one a frame period later. Audio: `frameCount` sample frames.
+    // time and each further one a frame period later. Audio: `frameCount` sample frames, the
+    // first at the info's start time: a block that comes more than 10 ms after where the sound
+    // has got to is preceded by silence, one that overlaps it loses the overlap, samples before
+    // time 0 are left out.
     // Needs the committed header; B_NOT_ALLOWED after Flush.
     status_t WriteFrames(const void* data, int64 frameCount, const media_encode_info* info);
     // Encodes what is still buffered and drains the encoder. Writing ends here.
@@ -74,6 +78,7 @@ private:
     status_t Open(AVStream* stream, bool globalHeader);
     status_t WriteVideo(const uint8* data, int64 frameCount, const media_encode_info& info);
     status_t WriteAudio(const int16* samples, int64 frameCount, const media_encode_info& info);
+    status_t PushAudio(const int16* samples, int64 frameCount);
     status_t SendAudio(bool last);
     status_t Encode(AVFrame* frame);
 
@@ -92,4 +97,9 @@ private:
     PacketPtr fPacket;
     bool fStarted = false;
     int64_t fNextPts = 0;  // video: the last pts written; audio: the next sample's pts
+    // Audio: the time of the first sample written (µs) and the input frames given to the
+    // converter since, silence included: where the next block is expected.
+    bigtime_t fAudioOrigin = 0;
+    int64 fInputFrames = 0;
+    std::vector<int16> fSilence;
 };

@@ -1,5 +1,6 @@
 #include "media/testsignal/TestToneProducer.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -9,15 +10,12 @@
 
 namespace {
 
-constexpr int32 kRates[] = {48000, 44100, 22050, 11025};
+// The rates the tone is made at, as a sound card's plug layer offers them.
+constexpr int32 kMinRate = 8000;
+constexpr int32 kMaxRate = 192000;
 
 int32 nearestRate(float requested) {
-    int32 best = kRates[0];
-    for (int32 rate : kRates) {
-        if (std::fabs(requested - float(rate)) < std::fabs(requested - float(best)))
-            best = rate;
-    }
-    return best;
+    return std::clamp(int32(requested), kMinRate, kMaxRate);
 }
 
 // The first sample at or after `offset` µs.
@@ -119,6 +117,12 @@ int16 TestToneProducer::SampleAt(int64 index) const {
 }
 
 status_t TestToneProducer::CaptureNext() {
+    if (const bigtime_t stall = fStall.exchange(0); stall > 0 && fPaced.load()) {
+        if (!WaitUntil(system_time() + stall))
+            return B_OK;
+        const int64 due = (system_time() - fOrigin) * fRate / 1000000;
+        fNextSample = std::max(fNextSample, due - int64(fFramesPerBuffer));
+    }
     const int64 first = fNextSample;
     const int64 end = first + int64(fFramesPerBuffer);
     const bigtime_t period = bigtime_t(fFramesPerBuffer) * 1000000 / fRate;

@@ -2,14 +2,14 @@
 // The built-in audio input: a 1 kHz tone at a quarter of full scale with a 2 ms full-scale
 // click at every flash of the test picture (the first frame of every second on the shared
 // TestSignalClock), so that audio/video sync can be measured in a recorded file. 16-bit
-// little-endian, mono or stereo, at 48000, 44100, 22050 or 11025 Hz (another rate is moved
-// to the nearest of these, as a sound card would).
+// little-endian, mono or stereo, at any whole rate from 8000 to 192000 Hz (one outside is
+// moved to the nearest end), as a sound card's plug layer converts.
 //
 // Sample k of a stream lies at origin + k / rate; a buffer's header carries the time of its
 // first sample and, in `sequence`, k. Paced, a buffer is sent once its last sample's time has
 // passed (as a capture device delivers a period); unpaced, as fast as buffers come back.
-// The buffers are the producer's own: eight of one period (10 ms unless the format asks for
-// another buffer size).
+// The buffers are the producer's own: 32 of one period (10 ms unless the format asks for
+// another buffer size), so a consumer held up for a while does not cost periods.
 
 #include <memory>
 
@@ -24,6 +24,10 @@ public:
 
     const std::shared_ptr<TestSignalClock>& Clock() const { return fClock; }
     void SetPaced(bool paced) { fPaced.store(paced); }
+    // Holds the capture thread up for `duration` µs before its next period, as a busy
+    // machine would: the periods that fall due meanwhile are lost, as in a sound card's
+    // overrun, and the stream goes on at the sample due when it wakes (paced streams only).
+    void InjectStall(bigtime_t duration) { fStall.store(duration); }
 
     static constexpr int32 kToneFrequency = 1000;
     static constexpr int16 kToneAmplitude = 8192;
@@ -45,12 +49,13 @@ protected:
     void StopCapture() override;
 
 private:
-    static constexpr int32 kBufferCount = 8;
+    static constexpr int32 kBufferCount = 32;
 
     int16 SampleAt(int64 index) const;
 
     const std::shared_ptr<TestSignalClock> fClock;
     std::atomic<bool> fPaced{true};
+    std::atomic<bigtime_t> fStall{0};
 
     // Connection and capture state (see MediaProducer for which thread, when).
     int32 fRate = 0;

@@ -15,6 +15,7 @@ namespace {
 constexpr int kCounterFontSize = 10;
 constexpr int kBarGap = 3;
 constexpr const char* kWidestCounter = "88888888 buffers (8888)";
+constexpr const char* kNotKeepingUp = "encoder not keeping up";
 
 FlickerFreeStringView* counterLine(QWidget* parent) {
     auto* line = new FlickerFreeStringView("-", parent);
@@ -151,6 +152,9 @@ void StatusView::Pulse(time_t now) {
     fAudioCounter->setText(QString::asprintf("%lld buffers (%lld)",
                                              (long long)fEngine->AudioFramesCounter(),
                                              (long long)fEngine->DroppedAudioFrames()));
+    // A ring that refused frames: its writer cannot keep up with the input.
+    fVideoSecondLine->setText(fEngine->VideoRingFullDrops() > 0 ? kNotKeepingUp : "-");
+    fAudioSecondLine->setText(fEngine->AudioRingFullDrops() > 0 ? kNotKeepingUp : "-");
 }
 
 void StatusView::WindowPulse() {

@@ -1,0 +1,21 @@
+#include "app/CheckSync.h"
+
+#include <cstdio>
+
+#include "media/file/SyncMeter.h"
+
+int runCheckSync(const CommandLine& line) {
+    const char* path = line.commandValue.c_str();
+    SyncReport report;
+    const status_t status = MeasureSync(path, &report);
+    if (status == B_MEDIA_BAD_FORMAT) {
+        std::fprintf(stderr, "tavro: %s holds no picture to measure\n", path);
+        return kExitFailed;
+    }
+    if (status != B_OK) {
+        std::fprintf(stderr, "tavro: cannot read %s: %s\n", path, statusText(status).c_str());
+        return kExitFailed;
+    }
+    std::fputs(FormatSyncReport(report).c_str(), stdout);
+    return report.InSync() ? kExitDone : kExitFailed;
+}

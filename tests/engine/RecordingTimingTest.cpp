@@ -1,0 +1,199 @@
+// Recordings on the built-in test signal in real time, measured with the sync meter: sound at
+// any rate and channel count at true speed, both streams on one clock through a stall of the
+// audio input, and a writer held back until its ring overflows.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "engine/AudioConsumer.h"
+#include "engine/PreviewSinks.h"
+#include "engine/Tavro.h"
+#include "engine/TavroFile.h"
+#include "engine/VideoConsumer.h"
+#include "media/file/SyncMeter.h"
+#include "media/testsignal/TestToneProducer.h"
+#include "support/Clock.h"
+#include "tests/engine/EngineTestSupport.h"
+
+namespace {
+
+TavroOptions testSignal() {
+    TavroOptions options;
+    options.roster.videoInput = MediaRoster::kTestPictureID;
+    options.roster.audioInput = MediaRoster::kTestToneID;
+    options.pacedTestSignal = true;
+    return options;
+}
+
+class Rings : public RingMonitor {
+public:
+    void SetVideoBuffer(RingBuffer* ring) override { video = ring; }
+    void SetAudioBuffer(RingBuffer* ring) override { audio = ring; }
+    RingBuffer* video = nullptr;
+    RingBuffer* audio = nullptr;
+};
+
+class RecordingTiming : public RecordingFixture {
+protected:
+    void SetUp() override {
+        RecordingFixture::SetUp();
+        format.videoWidth = 320;
+        format.videoHeight = 240;
+    }
+
+    // Records `seconds` of the paced test signal in `format`, calling `during(elapsed µs)`
+    // every 10 ms, and stops the way the main window does.
+    template <typename During>
+    void Record(double seconds, During during) {
+        engine = std::make_unique<Tavro>(testSignal());
+        ASSERT_TRUE(engine->VideoConnected());
+        ASSERT_TRUE(engine->AudioConnected());
+        engine->SetFormat(&format);
+        engine->GetAudioFormat(&connectedAudio);
+        auto file = std::make_unique<TavroFile>(path.c_str(), &format, engine.get());
+        ASSERT_EQ(file->status, B_OK);
+        ASSERT_EQ(file->file->CommitHeader(), B_OK);
+        ASSERT_EQ(engine->SetVideoTrack(file->videoTrack), B_OK);
+        ASSERT_EQ(engine->SetAudioTrack(file->audioTrack), B_OK);
+        engine->SetStatusView(&rings);
+        const bigtime_t start = system_time();
+        ASSERT_EQ(engine->Start(), B_OK);
+        for (bigtime_t now = start; now - start < bigtime_t(seconds * 1e6); now = system_time()) {
+            during(now - start);
+            snooze(10000);
+        }
+        ASSERT_EQ(engine->Stop(), B_OK);
+        videoCounter = engine->VideoFramesCounter();
+        droppedVideo = engine->DroppedVideoFrames();
+        droppedAudio = engine->DroppedAudioFrames();
+        ringFull = engine->VideoRingFullDrops();
+        audioRingFull = engine->AudioRingFullDrops();
+        engine->SetStatusView(nullptr);
+        file.reset();  // closes the file
+        movie = readMovie(path);
+        ASSERT_EQ(MeasureSync(path.c_str(), &sync), B_OK);
+    }
+    void Record(double seconds) {
+        Record(seconds, [](bigtime_t) {});
+    }
+
+    // 20 ms; on a machine so busy that the test picture lost frames before they reached the
+    // node, the video node's drift rule lets a frame lie up to 60 ms early (it catches up only
+    // from 60 ms on), so the sound may then lie that much later.
+    double syncLimitMs() const { return sync.framesMissing > ringFull ? 60.0 : 20.0; }
+
+    std::unique_ptr<Tavro> engine;
+    Rings rings;
+    media_format connectedAudio;
+    MovieSummary movie;
+    SyncReport sync;
+    int64 videoCounter = 0;
+    int64 droppedVideo = 0;
+    int64 droppedAudio = 0;
+    int64 ringFull = 0;
+    int64 audioRingFull = 0;
+};
+
+struct AudioShape {
+    int32 rate;
+    int32 channels;
+};
+
+class AnyAudioFormat : public RecordingTiming, public testing::WithParamInterface<AudioShape> {};
+
+// The input is connected at the format's rate and channel count, so the sound lasts as long
+// as the picture and stays with it.
+TEST_P(AnyAudioFormat, RecordsAtTrueSpeedAndInSync) {
+    format.audioFrameRate = GetParam().rate;
+    format.audioChannels = uint8(GetParam().channels);
+    Record(3.5);
+    ASSERT_TRUE(alerts.empty()) << alerts.front().text;
+    EXPECT_EQ(connectedAudio.raw_audio.frame_rate, float(GetParam().rate));
+    EXPECT_EQ(connectedAudio.raw_audio.channel_count, uint32(GetParam().channels));
+
+    ASSERT_NE(movie.Video(), nullptr);
+    ASSERT_NE(movie.Audio(), nullptr);
+    EXPECT_EQ(movie.Audio()->sampleRate, GetParam().rate);
+    EXPECT_EQ(movie.Audio()->channels, GetParam().channels);
+    EXPECT_NEAR(movie.Video()->endSeconds, 3.5, 0.2);
+    // Within one frame and one buffer of each other: the last frame ends a frame period
+    // after its start, the last buffer at the end of its period.
+    EXPECT_NEAR(movie.Audio()->endSeconds, movie.Video()->endSeconds, 0.04 + 0.011);
+
+    EXPECT_TRUE(sync.measured) << FormatSyncReport(sync);
+    EXPECT_LE(std::fabs(sync.firstOffsetMs), syncLimitMs()) << FormatSyncReport(sync);
+    EXPECT_LE(std::fabs(sync.lastOffsetMs), syncLimitMs()) << FormatSyncReport(sync);
+    EXPECT_EQ(sync.framesMissing, droppedVideo) << FormatSyncReport(sync);
+}
+
+INSTANTIATE_TEST_SUITE_P(RatesAndChannels, AnyAudioFormat,
+                         testing::Values(AudioShape{48000, 2}, AudioShape{48000, 1},
+                                         AudioShape{32000, 2}, AudioShape{32000, 1},
+                                         AudioShape{22050, 2}, AudioShape{22050, 1},
+                                         AudioShape{8000, 2}, AudioShape{8000, 1}),
+                         [](const testing::TestParamInfo<AudioShape>& info) {
+                             return std::to_string(info.param.rate) +
+                                    (info.param.channels == 1 ? "Mono" : "Stereo");
+                         });
+
+// Half a second in which the audio input delivers nothing (its periods lost, as in an
+// overrun): the sound after it stays in place, the gap is silence.
+TEST_F(RecordingTiming, AnAudioStallLeavesTheSoundInPlace) {
+    bool stalled = false;
+    Record(4.5, [&](bigtime_t elapsed) {
+        if (!stalled && elapsed >= 1500000) {
+            auto* tone = dynamic_cast<TestToneProducer*>(engine->AudioInputNode());
+            ASSERT_NE(tone, nullptr);
+            tone->InjectStall(500000);
+            stalled = true;
+        }
+    });
+    ASSERT_TRUE(alerts.empty()) << alerts.front().text;
+    // Every flash has its click near it: none lies half a second off.
+    int64 paired = 0;
+    for (const SyncSecond& second : sync.seconds)
+        paired += second.hasOffset ? 1 : 0;
+    // (The click of the second the stall falls in may be among the periods lost.)
+    EXPECT_GE(paired, 3) << FormatSyncReport(sync);
+    EXPECT_LE(sync.maxAbsOffsetMs, syncLimitMs()) << FormatSyncReport(sync);
+    ASSERT_NE(movie.Audio(), nullptr);
+    EXPECT_NEAR(movie.Audio()->endSeconds, movie.Video()->endSeconds, 0.04 + 0.011);
+}
+
+// Both writers held off the file for 2.5 s: the video ring (1.6 s) overflows, the audio ring
+// does not. No frame is overwritten while queued: each frame in the file is a whole one in
+// counter order, the frames missing are those counted as dropped, and the sound stays in sync.
+TEST_F(RecordingTiming, AWriterThatFallsBehindDropsWholeFramesAndCountsThem) {
+    format.SetFileFormat("matroska");
+    path = temporaryPath("mkv");
+    std::thread holder;
+    Record(6, [&](bigtime_t elapsed) {
+        if (!holder.joinable() && elapsed >= 1000000) {
+            ASSERT_EQ(engine->MediaWriteLock().Acquire(), B_OK);
+            holder = std::thread([this] {
+                snooze(2500000);
+                engine->MediaWriteLock().Release();
+            });
+        }
+    });
+    holder.join();
+    ASSERT_TRUE(alerts.empty()) << alerts.front().text;
+    ASSERT_NE(movie.Video(), nullptr);
+    EXPECT_GT(ringFull, 0);
+    EXPECT_GT(droppedVideo, 0);
+    EXPECT_EQ(droppedAudio, 0);
+    EXPECT_EQ(audioRingFull, 0);
+    // What should have come, from the first frame to the last, less what the file holds.
+    EXPECT_EQ(droppedVideo, videoCounter + 1 - movie.Video()->frames);
+    EXPECT_EQ(sync.unreadable, 0) << FormatSyncReport(sync);
+    EXPECT_EQ(sync.framesRepeated, 0) << FormatSyncReport(sync);
+    EXPECT_EQ(sync.framesMissing, droppedVideo) << FormatSyncReport(sync);
+    EXPECT_TRUE(sync.measured) << FormatSyncReport(sync);
+    EXPECT_LE(sync.maxAbsOffsetMs, syncLimitMs()) << FormatSyncReport(sync);
+}
+
+}  // namespace
