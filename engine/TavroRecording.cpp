@@ -34,7 +34,7 @@ constexpr bigtime_t kAudioRingDuration = 3000000;
 constexpr bigtime_t kDrainTime = 3000000;
 // How long a writer that has just written waits for the other one, which waits for the media
 // write lock, to take it: the two take turns instead of one starving the other.
-constexpr bigtime_t kTurnWait = 20000;
+constexpr bigtime_t kTurnWait = 5000;
 // How often the audio writer looks whether the first picture has set the recording's origin.
 constexpr bigtime_t kOriginPoll = 5000;
 
@@ -319,7 +319,7 @@ int32 Tavro::AudioWriter(Tavro* self) {
     // timed from its first sound.
     auto findOrigin = [&](bigtime_t time) {
         while (!haveOrigin) {
-            haveOrigin = self->fRecordingOrigin.Get(&origin);
+            haveOrigin = !self->fAudioUnpaced && self->fRecordingOrigin.Get(&origin);
             if (!haveOrigin && (!self->fRecording.load() || self->fVideoConsumer == nullptr ||
                                 self->fAudioUnpaced)) {
                 origin = time;

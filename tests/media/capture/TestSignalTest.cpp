@@ -372,12 +372,13 @@ TEST(TestToneProducer, DeliversPeriodsOfAnExactToneAtTheNearestRate) {
     CollectingConsumer audio(B_MEDIA_RAW_AUDIO);
     media_format format;
     format.type = B_MEDIA_RAW_AUDIO;
-    format.raw_audio.frame_rate = 47000;
+    // Above what the tone is made at: the nearest rate it has.
+    format.raw_audio.frame_rate = 250000;
     ASSERT_EQ(connectNodes(&tone, &audio, &format), B_OK);
-    EXPECT_EQ(format.raw_audio.frame_rate, 48000);
+    EXPECT_EQ(format.raw_audio.frame_rate, 192000);
     EXPECT_EQ(format.raw_audio.channel_count, 2u);
     EXPECT_EQ(format.raw_audio.format, media_raw_audio_format::B_AUDIO_SHORT);
-    EXPECT_EQ(format.raw_audio.buffer_size, 480u * 4);
+    EXPECT_EQ(format.raw_audio.buffer_size, 1920u * 4);
 
     const bigtime_t origin = system_time();
     tone.Start(origin);
@@ -386,16 +387,16 @@ TEST(TestToneProducer, DeliversPeriodsOfAnExactToneAtTheNearestRate) {
     const std::vector<ReceivedBuffer> buffers = audio.Buffers();
     for (size_t n = 0; n < 20; n++) {
         const ReceivedBuffer& b = buffers[n];
-        ASSERT_EQ(b.header.sequence, int64(n * 480));
+        ASSERT_EQ(b.header.sequence, int64(n * 1920));
         EXPECT_EQ(b.header.start_time, origin + bigtime_t(n) * 10000);
         const int16* samples = reinterpret_cast<const int16*>(b.data.data());
-        for (size_t i = 0; i < 480; i++) {
-            const int64 index = int64(n * 480 + i);
+        for (size_t i = 0; i < 1920; i++) {
+            const int64 index = int64(n * 1920 + i);
             EXPECT_EQ(samples[2 * i], samples[2 * i + 1]);
-            if (index < 96)
+            if (index < 384)
                 continue;  // the click of second 0
             const double expected =
-                8192 * std::sin(2 * 3.141592653589793 * double(index % 48) / 48);
+                8192 * std::sin(2 * 3.141592653589793 * double(index % 192) / 192);
             ASSERT_NEAR(samples[2 * i], expected, 1) << index;
         }
     }
