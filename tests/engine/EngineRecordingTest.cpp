@@ -23,23 +23,6 @@
 
 namespace {
 
-TavroOptions testSignal(bool paced) {
-    TavroOptions options;
-    // Only the built-in inputs, whatever this machine has.
-    options.roster.videoInput = MediaRoster::kTestPictureID;
-    options.roster.audioInput = MediaRoster::kTestToneID;
-    options.pacedTestSignal = paced;
-    return options;
-}
-
-class RingWatcher : public RingMonitor {
-public:
-    void SetVideoBuffer(RingBuffer* ring) override { video = ring; }
-    void SetAudioBuffer(RingBuffer* ring) override { audio = ring; }
-    RingBuffer* video = nullptr;
-    RingBuffer* audio = nullptr;
-};
-
 class EngineRecording : public RecordingFixture {
 protected:
     // Applies the format, makes the file and starts recording into it; nullptr on failure.

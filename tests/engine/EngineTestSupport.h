@@ -10,6 +10,8 @@
 
 #include "app/ErrorAlert.h"
 #include "app/FormatSetting.h"
+#include "engine/PreviewSinks.h"
+#include "engine/Tavro.h"
 #include "tests/media/file/MovieReader.h"
 
 class AlertFixture : public testing::Test {
@@ -52,4 +54,23 @@ protected:
 
     FormatSetting format{"test"};
     std::string path = temporaryPath("avi");
+};
+
+// Only the built-in inputs, whatever this machine has; in real time or as fast as the engine
+// takes them.
+inline TavroOptions testSignal(bool paced) {
+    TavroOptions options;
+    options.roster.videoInput = MediaRoster::kTestPictureID;
+    options.roster.audioInput = MediaRoster::kTestToneID;
+    options.pacedTestSignal = paced;
+    return options;
+}
+
+// The status view of a recording: the rings it is given.
+class RingWatcher : public RingMonitor {
+public:
+    void SetVideoBuffer(RingBuffer* ring) override { video = ring; }
+    void SetAudioBuffer(RingBuffer* ring) override { audio = ring; }
+    RingBuffer* video = nullptr;
+    RingBuffer* audio = nullptr;
 };

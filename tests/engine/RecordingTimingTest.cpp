@@ -21,22 +21,6 @@
 
 namespace {
 
-TavroOptions testSignal() {
-    TavroOptions options;
-    options.roster.videoInput = MediaRoster::kTestPictureID;
-    options.roster.audioInput = MediaRoster::kTestToneID;
-    options.pacedTestSignal = true;
-    return options;
-}
-
-class Rings : public RingMonitor {
-public:
-    void SetVideoBuffer(RingBuffer* ring) override { video = ring; }
-    void SetAudioBuffer(RingBuffer* ring) override { audio = ring; }
-    RingBuffer* video = nullptr;
-    RingBuffer* audio = nullptr;
-};
-
 class RecordingTiming : public RecordingFixture {
 protected:
     void SetUp() override {
@@ -49,7 +33,7 @@ protected:
     // every 10 ms, and stops the way the main window does.
     template <typename During>
     void Record(double seconds, During during) {
-        engine = std::make_unique<Tavro>(testSignal());
+        engine = std::make_unique<Tavro>(testSignal(true));
         ASSERT_TRUE(engine->VideoConnected());
         ASSERT_TRUE(engine->AudioConnected());
         engine->SetFormat(&format);
@@ -87,7 +71,7 @@ protected:
     double syncLimitMs() const { return sync.framesMissing > ringFull ? 60.0 : 20.0; }
 
     std::unique_ptr<Tavro> engine;
-    Rings rings;
+    RingWatcher rings;
     media_format connectedAudio;
     MovieSummary movie;
     SyncReport sync;
