@@ -41,19 +41,13 @@ constexpr bigtime_t kOriginPoll = 5000;
 // The loop of a writer thread: hands each filled slot of `ring` and its time to `write`, under
 // the media write lock, while `recording` is up; then, until `drainUntil`, the slots still
 // filled. A slot is waited for at most kWriterPoll at a time, so the flag is seen whether or
-// not the nodes still deliver. Returns the slots left unwritten.
-template <typename Write>
-int32 writeSlots(const std::atomic<bool>& recording, const std::atomic<bigtime_t>& drainUntil,
-                 Semaphore& writeLock, WriteTurns& turns, RingBuffer* ring, Write write) {
-    return writeSlots(
-        recording, drainUntil, writeLock, turns, ring, [](bigtime_t) {}, write);
-}
-
-// The same, calling `prepare(time)` with each slot's time before the lock is taken.
+// not the nodes still deliver. Once it holds the lock, a writer writes up to `batch` slots that
+// are filled by then. `prepare(time)` is called with each slot's time before it is written
+// (the first before the lock is taken). Returns the slots left unwritten.
 template <typename Prepare, typename Write>
 int32 writeSlots(const std::atomic<bool>& recording, const std::atomic<bigtime_t>& drainUntil,
-                 Semaphore& writeLock, WriteTurns& turns, RingBuffer* ring, Prepare prepare,
-                 Write write) {
+                 Semaphore& writeLock, WriteTurns& turns, RingBuffer* ring, int32 batch,
+                 Prepare prepare, Write write) {
     while (true) {
         if (!recording.load()) {
             const int32 left = ring->BuffersInUse();
@@ -68,16 +62,24 @@ int32 writeSlots(const std::atomic<bool>& recording, const std::atomic<bigtime_t
         turns.waiting.fetch_add(1);
         const status_t locked = writeLock.Acquire();
         turns.waiting.fetch_sub(1);
-        if (locked == B_OK) {
-            const uint64 turn = turns.taken.fetch_add(1) + 1;
-            write(data, time);
-            writeLock.Release();
-            // The semaphore is not fair: hand the file to a writer that waits for it.
-            const bigtime_t until = system_time() + kTurnWait;
-            while (turns.waiting.load() > 0 && turns.taken.load() == turn && system_time() < until)
-                std::this_thread::yield();
+        if (locked != B_OK) {
+            ring->ReleaseBuffer();
+            continue;
         }
+        const uint64 turn = turns.taken.fetch_add(1) + 1;
+        write(data, time);
         ring->ReleaseBuffer();
+        for (int32 written = 1; written < batch && ring->AcquireBuffer(&data, &time, 0) == B_OK;
+             written++) {
+            prepare(time);
+            write(data, time);
+            ring->ReleaseBuffer();
+        }
+        writeLock.Release();
+        // The semaphore is not fair: hand the file to a writer that waits for it.
+        const bigtime_t until = system_time() + kTurnWait;
+        while (turns.waiting.load() > 0 && turns.taken.load() == turn && system_time() < until)
+            std::this_thread::yield();
     }
 }
 
@@ -263,8 +265,10 @@ int32 Tavro::VideoWriter(Tavro* self) {
     if (track == nullptr || ring == nullptr)
         return -1;
     media_encode_info info;
+    // One frame a turn: the audio writer gets the file after every frame.
     const int32 left = writeSlots(
-        self->fRecording, self->fDrainUntil, self->fMediaWriteLock, self->fWriteTurns, ring,
+        self->fRecording, self->fDrainUntil, self->fMediaWriteLock, self->fWriteTurns, ring, 1,
+        [](bigtime_t) {},
         [&](void* data, bigtime_t time) {
             info.start_time = time;
             const status_t status = track->WriteFrames(data, 1, &info);
@@ -313,6 +317,8 @@ int32 Tavro::AudioWriter(Tavro* self) {
     media_encode_info info;
     bool haveOrigin = false;
     bigtime_t origin = 0;
+    // Every block waiting is written in one turn: a block is quick to encode, and four or
+    // more of them come for every frame.
     // The slots hold capture times; the recording's origin is the first picture's, which comes
     // a frame period or so after the first sound: it is waited for before the file is taken. A
     // recording whose picture never came, or whose sound has no common clock with it, is
@@ -331,7 +337,7 @@ int32 Tavro::AudioWriter(Tavro* self) {
     };
     const int32 left =
         writeSlots(self->fRecording, self->fDrainUntil, self->fMediaWriteLock, self->fWriteTurns,
-                   ring, findOrigin, [&](void* data, bigtime_t time) {
+                   ring, ring->Count(), findOrigin, [&](void* data, bigtime_t time) {
                        const int16* samples = static_cast<const int16*>(data);
                        int count = int(frames);
                        if (resampler != nullptr &&

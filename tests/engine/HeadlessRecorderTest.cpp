@@ -44,7 +44,14 @@ TEST(HeadlessRecorder, RecordsTheGivenDurationAndReportsIntoAPipeInPlainLines) {
     EXPECT_EQ(run.out.rfind("Recording into " + path + "\n", 0), 0u) << run.out;
     EXPECT_EQ(count(run.out, "\n"), 2u) << run.out;
     EXPECT_NE(run.out.find("\n00:00:03  "), std::string::npos) << run.out;
-    EXPECT_NE(run.out.find(" frames, 0 dropped  "), std::string::npos) << run.out;
+    // Frames a machine too busy to write them all refused are counted, never lost unseen.
+    long long counted = -1;
+    long long dropped = -1;
+    const size_t figures = run.out.find("\n00:00:03  ");
+    if (figures != std::string::npos)
+        std::sscanf(run.out.c_str() + figures, "\n00:00:03 %lld frames, %lld dropped", &counted,
+                    &dropped);
+    EXPECT_GE(dropped, 0) << run.out;
     EXPECT_EQ(run.out.find('\r'), std::string::npos);
 
     MovieSummary movie = readMovie(path);
@@ -54,7 +61,7 @@ TEST(HeadlessRecorder, RecordsTheGivenDurationAndReportsIntoAPipeInPlainLines) {
     ASSERT_NE(movie.Audio(), nullptr);
     // The default format: 384x288 raw video at the test picture's 25 frames per second.
     EXPECT_EQ(movie.Video()->width, 384);
-    EXPECT_NEAR(double(movie.Video()->frames), 75, 3);
+    EXPECT_NEAR(double(movie.Video()->frames + dropped), 75, 3);
     EXPECT_EQ(movie.Video()->decodeErrors, 0);
     EXPECT_NEAR(double(movie.Audio()->samples) / movie.Audio()->sampleRate, 3.0, 0.15);
 }
