@@ -106,6 +106,21 @@ constexpr std::string_view kDeviceWrappers[] = {
     "omx", "v4l2m2m", "mediacodec", "amf", "qsv", "nvenc", "vaapi", "videotoolbox", "mf", "rkmpp",
 };
 
+// Encoders a recording cannot use. libsvtav1 (SVT-AV1 1.4) blocks for ever in
+// svt_av1_enc_deinit when it is freed, or even drained, before it has been sent a frame: the
+// trial open in MediaTrack::Init and a recording stopped before its first frame would hang.
+// AV1 stays available through libaom-av1 and librav1e.
+// comfortnoise codes a description of background noise, not the sound itself.
+constexpr std::string_view kUnsafeEncoders[] = {
+    "libsvtav1",
+    "comfortnoise",
+};
+
+bool isUnsafe(const AVCodec* codec) {
+    return std::find(std::begin(kUnsafeEncoders), std::end(kUnsafeEncoders), codec->name) !=
+           std::end(kUnsafeEncoders);
+}
+
 bool isHardware(const AVCodec* codec) {
     if ((codec->capabilities & (AV_CODEC_CAP_HARDWARE | AV_CODEC_CAP_HYBRID)) != 0 ||
         avcodec_get_hw_config(codec, 0) != nullptr)
@@ -222,7 +237,7 @@ void addEncoders(Registry* registry) {
             continue;
         if ((codec->capabilities & AV_CODEC_CAP_EXPERIMENTAL) || !canFeed(codec))
             continue;
-        if (codec->id == AV_CODEC_ID_WRAPPED_AVFRAME)
+        if (codec->id == AV_CODEC_ID_WRAPPED_AVFRAME || isUnsafe(codec))
             continue;
         if (isHardware(codec) && !opensHere(codec))
             continue;
@@ -343,15 +358,53 @@ bool trialHeaderAccepts(const AVOutputFormat* muxer, const AVCodec* codec) {
     return avformat_write_header(raw, nullptr) >= 0;
 }
 
-// Whether `muxer` stores `codec`. FFmpeg does not know for some muxers (mpeg, mpegts, ogg):
-// for those the muxer's own default codecs are sure, and a trial header decides for the
-// others. Trials are remembered for the process.
+// The codecs that players find in the muxers whose header takes any stream: an MPEG transport
+// or program stream stores an unknown codec as private data, an ogg one as nothing playable.
+struct KnownCodecs {
+    std::string_view muxers[5];
+    AVCodecID codecs[12];
+};
+constexpr KnownCodecs kKnownCodecs[] = {
+    {{"mpegts"},
+     {AV_CODEC_ID_MPEG1VIDEO, AV_CODEC_ID_MPEG2VIDEO, AV_CODEC_ID_MPEG4, AV_CODEC_ID_H264,
+      AV_CODEC_ID_HEVC, AV_CODEC_ID_MP2, AV_CODEC_ID_MP3, AV_CODEC_ID_AAC, AV_CODEC_ID_AC3,
+      AV_CODEC_ID_EAC3}},
+    {{"mpeg", "vcd", "vob", "svcd", "dvd"},
+     {AV_CODEC_ID_MPEG1VIDEO, AV_CODEC_ID_MPEG2VIDEO, AV_CODEC_ID_MP2, AV_CODEC_ID_MP3,
+      AV_CODEC_ID_AC3}},
+    {{"ogg", "ogv"},
+     {AV_CODEC_ID_THEORA, AV_CODEC_ID_VP8, AV_CODEC_ID_VORBIS, AV_CODEC_ID_OPUS,
+      AV_CODEC_ID_FLAC, AV_CODEC_ID_SPEEX}},
+};
+
+// 1 when the table lists `codec` for `muxer`, 0 when it lists the muxer but not the codec,
+// -1 when it does not list the muxer.
+int knownCodec(const AVOutputFormat* muxer, const AVCodec* codec) {
+    for (const KnownCodecs& known : kKnownCodecs) {
+        if (std::find(std::begin(known.muxers), std::end(known.muxers), muxer->name) ==
+            std::end(known.muxers))
+            continue;
+        return std::find(std::begin(known.codecs), std::end(known.codecs), codec->id) !=
+               std::end(known.codecs);
+    }
+    return -1;
+}
+
+// Whether `muxer` stores `codec`. FFmpeg does not know for some muxers: for those the muxer's
+// own default codecs are sure; the MPEG and ogg muxers take what the table above lists; a
+// muxer of one picture stream (h264, mjpeg, fits...) takes its own codec only, since it writes
+// any other as bytes no reader recognises; a trial header decides for the others. Trials are
+// remembered for the process.
 bool muxerTakes(const AVOutputFormat* muxer, const AVCodec* codec) {
     int answer = avformat_query_codec(muxer, codec->id, FF_COMPLIANCE_NORMAL);
     if (answer >= 0)
         return answer == 1;
     if (codec->id == muxer->video_codec || codec->id == muxer->audio_codec)
         return true;
+    if (int known = knownCodec(muxer, codec); known >= 0)
+        return known == 1;
+    if (muxer->audio_codec == AV_CODEC_ID_NONE)
+        return false;
 
     static std::mutex lock;
     static std::map<std::pair<const AVOutputFormat*, const AVCodec*>, bool> trials;

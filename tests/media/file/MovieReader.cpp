@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -292,4 +293,27 @@ std::string temporaryPath(const char* extension) {
     path += "/tavro-file-test-" + std::to_string(getpid()) + "-" + std::to_string(counter++) + "." +
             extension;
     return path;
+}
+
+std::string ffmpegDecodeErrors(const std::string& path) {
+    // The path goes to the shell in single quotes; one inside is closed, escaped and reopened.
+    std::string quoted = "'";
+    for (char c : path)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    quoted += "'";
+    const std::string command = "ffmpeg -nostdin -hide_banner -v error -i " + quoted +
+                                " -f null - 2>&1; echo \"exit $?\"";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr)
+        return "ffmpeg did not run";
+    std::string output;
+    char chunk[4096];
+    while (size_t got = fread(chunk, 1, sizeof(chunk), pipe))
+        output.append(chunk, got);
+    pclose(pipe);
+    // The last line is the exit status: 0 and nothing else printed is a clean file.
+    const std::string clean = "exit 0\n";
+    if (output.size() >= clean.size() && output.compare(output.size() - clean.size(), clean.size(), clean) == 0)
+        output.erase(output.size() - clean.size());
+    return output;
 }

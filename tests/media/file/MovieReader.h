@@ -58,3 +58,7 @@ media_format rawAudioFormat(int rate, int channels);
 // A unique path in the temporary directory with `extension`; the file is removed by the
 // caller (or at the end of the test program's run, by the system).
 std::string temporaryPath(const char* extension);
+
+// What `ffmpeg -v error -i path -f null -` prints while decoding the whole file: empty for a
+// clean file. "ffmpeg did not run" when the program is missing or fails to start.
+std::string ffmpegDecodeErrors(const std::string& path);
