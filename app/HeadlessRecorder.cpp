@@ -142,7 +142,12 @@ int runHeadlessRecorder(const CommandLine& options) {
     engineOptions.roster = options.devices;
     Tavro engine(engineOptions);
     engine.SetRequestPresenter([](const std::string&, const std::string&, const std::string&) {});
-    if (!engine.VideoConnected()) {
+    // A device asked for by name that is not there has been alerted: nothing is recorded in
+    // its place.
+    const MediaRoster* roster = engine.Roster();
+    const bool missing = roster != nullptr && (!roster->MissingVideoInput().empty() ||
+                                               !roster->MissingAudioInput().empty());
+    if (!engine.VideoConnected() || missing) {
         SetErrorAlertPresenter({});
         return 1;
     }

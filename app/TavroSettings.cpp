@@ -252,6 +252,9 @@ status_t TavroSettings::LoadFrom(const Message& message) {
     Message entry;
     for (int32 index = 0; message.FindMessage("timedRecording", index, &entry) == B_OK; index++)
         timers.push_back(entry);
+
+    message.FindString("videoInput", &videoInput);
+    message.FindString("audioInput", &audioInput);
     return status;
 }
 
@@ -280,6 +283,9 @@ void TavroSettings::SaveTo(Message* message) const {
     message->AddInt32("lastFormat", lastFormat);
     for (const Message& entry : timers)
         message->AddMessage("timedRecording", entry);
+    // Tavro's own additions, after the design's fields.
+    message->AddString("videoInput", videoInput);
+    message->AddString("audioInput", audioInput);
 }
 
 status_t TavroSettings::Save() {

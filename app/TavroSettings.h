@@ -70,6 +70,12 @@ public:
     // start and written into them at exit.
     std::vector<Message> timers;
 
+    // The capture devices chosen in the window (a roster id such as "/dev/video1",
+    // "hw:CARD=USB,DEV=0", "test-picture"); empty: the roster's default rule. The command
+    // line's device options override them for one run.
+    std::string videoInput;
+    std::string audioInput;
+
 private:
     bool fSaveAtExit = true;
     bool fUnreadable = false;

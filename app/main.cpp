@@ -58,7 +58,13 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s\n", parsed.error.c_str());
         return kExitUsage;
     }
+    // The devices chosen in the window, unless the command line names others for this run.
+    CommandLine options = parsed.options;
+    if (options.devices.videoInput.empty())
+        options.devices.videoInput = gSettings.videoInput;
+    if (options.devices.audioInput.empty())
+        options.devices.audioInput = gSettings.audioInput;
     if (parsed.command == nullptr)
-        return runWindows(argv, parsed.options);
-    return parsed.command->run(parsed.options);
+        return runWindows(argv, options);
+    return parsed.command->run(options);
 }

@@ -154,7 +154,14 @@ public:
 
     // --- The media graph ---
 
+    // Builds the graph on the roster (made on first use) and starts it; each failure is
+    // alerted, and whatever could connect works.
     status_t SetupNodes();
+    // Replaces the inputs without a restart: the graph is torn down and built again on the
+    // inputs named (ids or names; empty: the default rule). B_BUSY while recording (nothing
+    // changes), B_NO_INIT without a roster; else SetupNodes' result. Webs handed out before
+    // belong to nodes that are gone (ParameterWeb::OwnerGone).
+    status_t SelectInputs(const std::string& videoInput, const std::string& audioInput);
     status_t ConnectVideo();
     status_t ConnectAudio();
     void TearDownNodes();
@@ -181,7 +188,8 @@ public:
     // The node's web (the caller owns it), or nullptr after the alert "Can't get parameter
     // web for media node".
     std::unique_ptr<ParameterWeb> GetParameterWeb(MediaNode* node);
-    // The input nodes' webs; nullptr without an alert.
+    // The input nodes' webs; nullptr without an alert. They know when their node is gone
+    // (ParameterWeb::OwnerGone): a device switch or the graph's end leaves them inert.
     std::unique_ptr<ParameterWeb> GetVideoInputParameters();
     std::unique_ptr<ParameterWeb> GetAudioInputParameters();
     // A parameter of the video input's web. The engine keeps that web: a parameter stays

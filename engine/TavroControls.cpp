@@ -62,12 +62,26 @@ std::unique_ptr<ParameterWeb> Tavro::GetParameterWeb(MediaNode* node) {
     return web;
 }
 
+namespace {
+
+// A web of `node` that knows when the node is gone.
+std::unique_ptr<ParameterWeb> webOf(const std::shared_ptr<MediaProducer>& node) {
+    if (node == nullptr)
+        return nullptr;
+    std::unique_ptr<ParameterWeb> web = node->GetParameterWeb();
+    if (web != nullptr)
+        web->SetOwnerLife(std::weak_ptr<const void>(node));
+    return web;
+}
+
+}  // namespace
+
 std::unique_ptr<ParameterWeb> Tavro::GetVideoInputParameters() {
-    return fVideoInputNode != nullptr ? fVideoInputNode->GetParameterWeb() : nullptr;
+    return webOf(fVideoInputNode);
 }
 
 std::unique_ptr<ParameterWeb> Tavro::GetAudioInputParameters() {
-    return fAudioInputNode != nullptr ? fAudioInputNode->GetParameterWeb() : nullptr;
+    return webOf(fAudioInputNode);
 }
 
 ParameterWeb* Tavro::VideoInputWeb() {

@@ -61,16 +61,39 @@ status_t findFreeEnds(MediaProducer* producer, MediaConsumer* consumer, media_ty
     return B_OK;
 }
 
+// "Can't find video input", or, when a device was asked for by name and is not there, which.
+void alertMissingInput(const char* kind, const std::string& missing, status_t status) {
+    if (missing.empty()) {
+        ErrorAlert(std::string("Can't find ").append(kind).append(" input").c_str(), status, false);
+        return;
+    }
+    const std::string text = std::string("The chosen ") + kind + " input \"" + missing +
+                             "\" is not there (see tavro --list-devices)";
+    ErrorAlert(text.c_str(), status, false);
+}
+
 }  // namespace
 
+status_t Tavro::SelectInputs(const std::string& videoInput, const std::string& audioInput) {
+    if (fRecording.load())
+        return B_BUSY;
+    if (fRoster == nullptr)
+        return B_NO_INIT;
+    TearDownNodes();
+    fRoster->SetNamedInputs(videoInput, audioInput);
+    return SetupNodes();
+}
+
 status_t Tavro::SetupNodes() {
-    fRoster = std::make_unique<MediaRoster>(fOptions.roster, std::move(fBackend));
+    // The roster stays across SelectInputs: it holds the device backend.
+    if (fRoster == nullptr)
+        fRoster = std::make_unique<MediaRoster>(fOptions.roster, std::move(fBackend));
 
     fVideoConnected = false;
     status_t status = fRoster->GetVideoInput(&fVideoInputNode);
     if (status != B_OK) {
         fVideoInputNode.reset();
-        ErrorAlert("Can't find video input", status, false);
+        alertMissingInput("video", fRoster->MissingVideoInput(), status);
     } else {
         bool unpaced = pace(fVideoInputNode.get(), fOptions.pacedTestSignal);
         fVideoConsumer = std::make_unique<VideoConsumer>(1, "Video Capture", fVideoSink);
@@ -92,7 +115,7 @@ status_t Tavro::SetupNodes() {
     status = fRoster->GetAudioInput(&fAudioInputNode);
     if (status != B_OK) {
         fAudioInputNode.reset();
-        ErrorAlert("Can't find audio input", status, false);
+        alertMissingInput("audio", fRoster->MissingAudioInput(), status);
     } else {
         bool unpaced = pace(fAudioInputNode.get(), fOptions.pacedTestSignal);
         fAudioUnpaced = unpaced;

@@ -23,7 +23,8 @@ ParameterWeb* MediaParameter::Web() const {
 }
 
 status_t MediaParameter::GetValue(void* buffer, size_t* size, bigtime_t* lastChange) const {
-    Controllable* owner = Web()->Owner();
+    std::shared_ptr<const void> hold;
+    Controllable* owner = Web()->LockOwner(&hold);
     if (owner == nullptr)
         return B_NO_INIT;
     bigtime_t when = 0;
@@ -34,7 +35,8 @@ status_t MediaParameter::GetValue(void* buffer, size_t* size, bigtime_t* lastCha
 }
 
 status_t MediaParameter::SetValue(const void* buffer, size_t size, bigtime_t when) {
-    Controllable* owner = Web()->Owner();
+    std::shared_ptr<const void> hold;
+    Controllable* owner = Web()->LockOwner(&hold);
     if (owner == nullptr)
         return B_NO_INIT;
     return owner->SetParameterValue(fID, when, buffer, size);
@@ -131,4 +133,20 @@ ParameterGroup* ParameterWeb::GroupWithName(const std::string& name) const {
             pending.push_back(pending[i]->GroupAt(j));
     }
     return nullptr;
+}
+
+void ParameterWeb::SetOwnerLife(std::weak_ptr<const void> life) {
+    fOwnerLife = std::move(life);
+    fHasOwnerLife = true;
+}
+
+bool ParameterWeb::OwnerGone() const {
+    return fHasOwnerLife && fOwnerLife.expired();
+}
+
+Controllable* ParameterWeb::LockOwner(std::shared_ptr<const void>* hold) const {
+    if (!fHasOwnerLife)
+        return fOwner;
+    *hold = fOwnerLife.lock();
+    return *hold != nullptr ? fOwner : nullptr;
 }

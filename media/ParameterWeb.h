@@ -71,7 +71,7 @@ public:
     // Text parameters: the longest value in bytes.
     size_t MaxBytes() const { return fMaxBytes; }
 
-    // Through the web's Controllable; B_NO_INIT when the web has none.
+    // Through the web's Controllable; B_NO_INIT when the web has none or its owner is gone.
     status_t GetValue(void* buffer, size_t* size, bigtime_t* lastChange) const;
     status_t SetValue(const void* buffer, size_t size, bigtime_t when);
 
@@ -149,10 +149,21 @@ public:
 
     Controllable* Owner() const { return fOwner; }
     void SetOwner(Controllable* owner) { fOwner = owner; }
+    // Ties the web to the life of its owner (the node's shared pointer, an encoder track's):
+    // once `life` has expired, reads and writes answer B_NO_INIT instead of reaching a
+    // destroyed owner, and OwnerGone() is true. A web without it trusts its owner to outlive
+    // it. Each read or write holds the owner alive for its own duration.
+    void SetOwnerLife(std::weak_ptr<const void> life);
+    bool OwnerGone() const;
+    // The owner for one call, or nullptr when there is none or it is gone; `*hold` keeps it
+    // alive until the caller lets go.
+    Controllable* LockOwner(std::shared_ptr<const void>* hold) const;
 
 private:
     friend class ParameterGroup;
     Controllable* fOwner;
+    std::weak_ptr<const void> fOwnerLife;
+    bool fHasOwnerLife = false;
     std::vector<std::unique_ptr<ParameterGroup>> fGroups;
     std::vector<MediaParameter*> fAll;  // owned by their groups
 };

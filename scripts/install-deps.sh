@@ -13,6 +13,7 @@ packages=(
     clang libclang-rt-14-dev
     ffmpeg xvfb xdotool
     desktop-file-utils appstream
+    pulseaudio pulseaudio-utils libasound2-plugins
 )
 
 missing=()

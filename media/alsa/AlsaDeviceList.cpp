@@ -23,11 +23,14 @@ std::string takeHint(void* hint, const char* id) {
     return text;
 }
 
-// Whether `name` opens for capture now. Listed PCMs need not: "default" exists even on a
-// machine without a sound card, and a plugin may name a device that is gone.
-// Trying a plugin's PCM (jack, pulse) runs its client library, which prints its complaints
-// ("jack server is not running") on standard error: they go to the debug log.
-bool opensForCapture(const std::string& name) {
+}  // namespace
+
+// Listed PCMs need not open: "default" exists even on a machine without a sound card, and a
+// plugin may name a device that is gone. Trying a plugin's PCM (jack, pulse) runs its client
+// library, which prints its complaints ("jack server is not running") on standard error: they
+// go to the debug log.
+bool alsaOpensForCapture(const std::string& name) {
+    routeAlsaErrorsToDebugLog();
     bool opens = false;
     withStandardErrorInDebugLog("alsa plugin", [&] {
         snd_pcm_t* pcm = nullptr;
@@ -39,12 +42,10 @@ bool opensForCapture(const std::string& name) {
     return opens;
 }
 
-}  // namespace
-
 std::vector<AlsaDeviceInfo> listAlsaCaptureDevices() {
     routeAlsaErrorsToDebugLog();
     std::vector<AlsaDeviceInfo> devices;
-    if (opensForCapture("default"))
+    if (alsaOpensForCapture("default"))
         devices.push_back({"default", "Default audio input"});
     void** rawHints = nullptr;
     if (snd_device_name_hint(-1, "pcm", &rawHints) < 0 || rawHints == nullptr)
@@ -56,7 +57,7 @@ std::vector<AlsaDeviceInfo> listAlsaCaptureDevices() {
         if (name.empty() || name == "default" || name == "null" ||
             (!direction.empty() && direction != "Input"))
             continue;
-        if (!opensForCapture(name))
+        if (!alsaOpensForCapture(name))
             continue;
         std::string description = takeHint(*hint, "DESC");
         for (char& c : description) {

@@ -19,6 +19,10 @@ public:
     // The sound output whose mixer holds the mute switch: at most one, for `card`.
     virtual std::vector<MediaDevice> AudioOutputs(const std::string& card) = 0;
 
+    // A device named by the user that the lists above do not show but that exists (an ALSA
+    // PCM such as "plughw:1,0" opens without being listed); false when there is none.
+    virtual bool FindUnlisted(DeviceKind, const std::string&, MediaDevice*) { return false; }
+
     // A node for a device listed above; the device's error when it cannot be opened.
     virtual status_t MakeInput(const MediaDevice& device, std::shared_ptr<MediaProducer>* node) = 0;
     virtual status_t MakeOutput(const MediaDevice& device, std::shared_ptr<MediaNode>* node) = 0;

@@ -28,20 +28,51 @@ void MediaRoster::Rescan() {
         fDevices.push_back({DeviceKind::AudioInput, kTestToneID, "Test Tone", true});
     for (MediaDevice& device : fBackend->AudioOutputs(fOptions.mixerCard))
         fDevices.push_back(std::move(device));
+    AddUnlisted(DeviceKind::VideoInput, fOptions.videoInput);
+    AddUnlisted(DeviceKind::AudioInput, fOptions.audioInput);
 
-    fDefaultVideo = PickDefault(DeviceKind::VideoInput, fOptions.videoInput);
-    fDefaultAudio = PickDefault(DeviceKind::AudioInput, fOptions.audioInput);
-    fDefaultOutput = PickDefault(DeviceKind::AudioOutput, "");
+    fDefaultVideo = PickDefault(DeviceKind::VideoInput, fOptions.videoInput, &fMissingVideo);
+    fDefaultAudio = PickDefault(DeviceKind::AudioInput, fOptions.audioInput, &fMissingAudio);
+    std::string noName;
+    fDefaultOutput = PickDefault(DeviceKind::AudioOutput, "", &noName);
 }
 
-int32 MediaRoster::PickDefault(DeviceKind kind, const std::string& named) const {
+void MediaRoster::AddUnlisted(DeviceKind kind, const std::string& named) {
+    if (named.empty())
+        return;
+    auto last = fDevices.end();
+    for (auto device = fDevices.begin(); device != fDevices.end(); ++device) {
+        if (device->kind != kind)
+            continue;
+        if (device->id == named || device->name == named)
+            return;
+        last = device;
+    }
+    MediaDevice found;
+    if (fBackend->FindUnlisted(kind, named, &found))
+        fDevices.insert(last == fDevices.end() ? fDevices.end() : last + 1, std::move(found));
+}
+
+void MediaRoster::SetNamedInputs(const std::string& videoInput, const std::string& audioInput) {
+    fOptions.videoInput = videoInput;
+    fOptions.audioInput = audioInput;
+    fVideoInput.reset();
+    fAudioInput.reset();
+    Rescan();
+}
+
+int32 MediaRoster::PickDefault(DeviceKind kind, const std::string& named,
+                               std::string* missing) const {
+    missing->clear();
     if (!named.empty()) {
         for (size_t i = 0; i < fDevices.size(); i++) {
             const MediaDevice& device = fDevices[i];
             if (device.kind == kind && (device.id == named || device.name == named))
                 return int32(i);
         }
-        printf("MediaRoster: no device \"%s\"; using the default\n", named.c_str());
+        *missing = named;
+        printf("MediaRoster: no device \"%s\"\n", named.c_str());
+        return -1;
     }
     // Real devices come before the built-in one of their kind.
     for (size_t i = 0; i < fDevices.size(); i++) {

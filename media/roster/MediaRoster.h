@@ -8,9 +8,11 @@
 // the mute switch.
 //
 // Defaults: the device named in the options (by id or by name), else the first real device
-// of that kind, else the built-in one. A named device that is not there is reported on
-// standard output and the rule goes on without it. With builtInInputs false the test inputs
-// are not listed, so a machine without devices has no inputs at all.
+// of that kind, else the built-in one. A named device that is not there is missing: that kind
+// then has no default (MissingVideoInput/MissingAudioInput say which name), never a stand-in,
+// so a recording of the test picture is never made in place of the device asked for. With
+// builtInInputs false the test inputs are not listed, so a machine without devices has no
+// inputs at all.
 //
 // Nodes: GetVideoInput, GetAudioInput and GetAudioOutput make the default's node on first
 // use and hand out the same node until ReleaseNode; the roster and the callers share it.
@@ -49,6 +51,12 @@ public:
 
     // Lists the devices again and picks the defaults; nodes already handed out stay.
     void Rescan();
+    // Names other inputs (empty: by the default rule) and picks the defaults again; the
+    // nodes of the old defaults are let go (the caller has released them).
+    void SetNamedInputs(const std::string& videoInput, const std::string& audioInput);
+    // The name asked for when no device of that kind carries it; empty when none is missing.
+    const std::string& MissingVideoInput() const { return fMissingVideo; }
+    const std::string& MissingAudioInput() const { return fMissingAudio; }
 
     const RosterOptions& Options() const { return fOptions; }
     // Video inputs, then audio inputs, then the sound output.
@@ -70,7 +78,11 @@ public:
 
 private:
     const MediaDevice* DeviceAt(int32 index) const;
-    int32 PickDefault(DeviceKind kind, const std::string& named) const;
+    // A named device the backend finds although it did not list it goes after the others of
+    // its kind.
+    void AddUnlisted(DeviceKind kind, const std::string& named);
+    // -1 when `named` is not there (the name goes into `*missing`) or there is none of `kind`.
+    int32 PickDefault(DeviceKind kind, const std::string& named, std::string* missing) const;
     status_t MakeInput(int32 index, std::shared_ptr<MediaProducer>* producer);
 
     RosterOptions fOptions;
@@ -79,6 +91,8 @@ private:
     int32 fDefaultVideo = -1;
     int32 fDefaultAudio = -1;
     int32 fDefaultOutput = -1;
+    std::string fMissingVideo;
+    std::string fMissingAudio;
 
     std::shared_ptr<MediaProducer> fVideoInput;
     std::shared_ptr<MediaProducer> fAudioInput;

@@ -4,6 +4,7 @@
 #include "media/alsa/AlsaMixerSwitch.h"
 #include "media/alsa/AlsaProducer.h"
 #include "media/alsa/MixerNode.h"
+#include "media/alsa/PulseSourceList.h"
 #include "media/v4l2/V4L2DeviceList.h"
 #include "media/v4l2/V4L2Producer.h"
 #include "media/v4l2/V4L2SystemIo.h"
@@ -27,6 +28,10 @@ std::vector<MediaDevice> SystemDeviceBackend::AudioInputs() {
     std::vector<MediaDevice> devices;
     for (const AlsaDeviceInfo& info : listAlsaCaptureDevices())
         devices.push_back({DeviceKind::AudioInput, info.name, info.description, false});
+    // A sound server's sources by name, so a monitor or a grabber's sound can be chosen
+    // without environment variables.
+    for (const AlsaDeviceInfo& info : listPulseSources())
+        devices.push_back({DeviceKind::AudioInput, info.name, info.description, false});
     return devices;
 }
 
@@ -35,6 +40,14 @@ std::vector<MediaDevice> SystemDeviceBackend::AudioOutputs(const std::string& ca
     if (mixer.InitCheck() != B_OK)
         return {};
     return {{DeviceKind::AudioOutput, card, "ALSA mixer (" + card + ")", false}};
+}
+
+bool SystemDeviceBackend::FindUnlisted(DeviceKind kind, const std::string& name,
+                                       MediaDevice* device) {
+    if (kind != DeviceKind::AudioInput || !alsaOpensForCapture(name))
+        return false;
+    *device = {DeviceKind::AudioInput, name, name, false};
+    return true;
 }
 
 status_t SystemDeviceBackend::MakeInput(const MediaDevice& device,

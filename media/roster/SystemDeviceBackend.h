@@ -1,6 +1,7 @@
 #pragma once
 // Real devices: V4L2 capture devices (/dev/video*, those reporting video capture with
-// streaming), ALSA capture PCMs ("default" first) and ALSA's mixer on the chosen card.
+// streaming), ALSA capture PCMs ("default" first), the sources of a running PulseAudio or
+// PipeWire server (as pulse plugin PCMs) and ALSA's mixer on the chosen card.
 
 #include <string>
 
@@ -18,6 +19,7 @@ public:
     std::vector<MediaDevice> VideoInputs() override;
     std::vector<MediaDevice> AudioInputs() override;
     std::vector<MediaDevice> AudioOutputs(const std::string& card) override;
+    bool FindUnlisted(DeviceKind kind, const std::string& name, MediaDevice* device) override;
     status_t MakeInput(const MediaDevice& device, std::shared_ptr<MediaProducer>* node) override;
     status_t MakeOutput(const MediaDevice& device, std::shared_ptr<MediaNode>* node) override;
 

@@ -357,3 +357,25 @@ TEST_F(TavroSettingsTest, AFailedSaveLeavesTheOldFile) {
 }
 
 }  // namespace
+
+TEST_F(TavroSettingsTest, ChosenDevicesAreKeptAfterTheDesignsOwnFields) {
+    Settings settings = Load();
+    EXPECT_EQ(settings->videoInput, "") << "none chosen: the default rule";
+    settings->videoInput = "/dev/video1";
+    settings->audioInput = "pulse:DEVICE=null.monitor";
+    Message message;
+    settings->SaveTo(&message);
+    std::string name;
+    type_code type;
+    int32 count;
+    const int32 names = message.CountNames();
+    ASSERT_EQ(message.GetInfo(names - 2, &name, &type, &count), B_OK);
+    EXPECT_EQ(name, "videoInput");
+    ASSERT_EQ(message.GetInfo(names - 1, &name, &type, &count), B_OK);
+    EXPECT_EQ(name, "audioInput");
+    settings.reset();
+
+    Settings loaded = Load();
+    EXPECT_EQ(loaded->videoInput, "/dev/video1");
+    EXPECT_EQ(loaded->audioInput, "pulse:DEVICE=null.monitor");
+}

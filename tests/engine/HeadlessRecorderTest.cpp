@@ -145,6 +145,29 @@ TEST(HeadlessRecorder, WithoutAnyVideoInputItSaysSoOnceAndRecordsNothing) {
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
+TEST(HeadlessRecorder, ANamedDeviceThatIsNotThereIsReportedAndNothingIsRecordedInItsPlace) {
+    struct Case {
+        const char* what;
+        std::vector<std::string> devices;
+        const char* said;
+    } cases[] = {
+        {"video", {"--video-input=/dev/video-none", "--audio-input=test-tone"},
+         "The chosen video input \"/dev/video-none\" is not there"},
+        {"audio", {"--video-input=test-picture", "--audio-input=hw:CARD=None"},
+         "The chosen audio input \"hw:CARD=None\" is not there"},
+    };
+    for (const Case& c : cases) {
+        const std::string path = temporaryPath("avi");
+        std::vector<std::string> arguments = c.devices;
+        arguments.insert(arguments.end(), {"--record", path, "--duration", "1"});
+        Outcome run = tavro(arguments);
+        EXPECT_EQ(run.exitStatus, 1) << c.what;
+        EXPECT_EQ(count(run.err, c.said), 1u) << c.what << ": " << run.err;
+        EXPECT_FALSE(std::filesystem::exists(path)) << c.what << ": no test bars recorded";
+        std::remove(path.c_str());
+    }
+}
+
 TEST(HeadlessRecorder, ListsTheFormatsAndRefusesABadCommandLine) {
     Outcome listing = tavro({"--list-formats"});
     EXPECT_EQ(listing.exitStatus, 0);

@@ -5,6 +5,9 @@
 
 #include <linux/videodev2.h>
 
+#include <chrono>
+#include <thread>
+
 #include "engine/PreviewSinks.h"
 #include "engine/Tavro.h"
 #include "engine/VideoConsumer.h"
@@ -201,6 +204,50 @@ TEST_F(InputControls, WithoutBuiltInInputsAMissingCardAlertsOnce) {
     EXPECT_TRUE(OnlyAlert("Can't find video input", B_ENTRY_NOT_FOUND));
     EXPECT_EQ(engine.VideoFramesCounter(), 0);
     EXPECT_EQ(engine.DroppedVideoFrames(), 0);
+}
+
+TEST_F(InputControls, ANamedCardThatIsNotThereIsAlertedByNameAndNotReplaced) {
+    TavroOptions options;
+    options.roster.videoInput = "/dev/video5";
+    options.roster.audioInput = MediaRoster::kTestToneID;
+    Tavro engine(options, std::make_unique<CardBackend>(&card));
+    EXPECT_FALSE(engine.VideoConnected()) << "neither the card nor the test picture stands in";
+    EXPECT_EQ(engine.VideoInputNode(), nullptr);
+    EXPECT_TRUE(OnlyAlert("The chosen video input \"/dev/video5\" is not there (see tavro "
+                          "--list-devices)",
+                          B_ENTRY_NOT_FOUND))
+        << (alerts.empty() ? "no alert" : alerts[0].text);
+    EXPECT_TRUE(engine.AudioConnected());
+}
+
+TEST_F(InputControls, SelectInputsSwitchesWithoutARestart) {
+    TavroOptions options;
+    options.roster.videoInput = MediaRoster::kTestPictureID;
+    options.roster.audioInput = MediaRoster::kTestToneID;
+    Tavro engine(options, std::make_unique<CardBackend>(&card));
+    ASSERT_TRUE(engine.VideoConnected());
+    std::unique_ptr<ParameterWeb> before = engine.GetVideoInputParameters();
+    ASSERT_NE(before, nullptr);
+
+    ASSERT_EQ(engine.SelectInputs("/dev/video0", MediaRoster::kTestToneID), B_OK);
+    EXPECT_TRUE(engine.VideoConnected());
+    EXPECT_TRUE(engine.AudioConnected());
+    // The nodes start a little ahead.
+    for (int i = 0; i < 200 && !card.IsStreaming(); i++)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_TRUE(card.IsStreaming()) << "the card now feeds the graph";
+    EXPECT_TRUE(before->OwnerGone()) << "the test picture's web is inert";
+    int32 value = 0;
+    size_t size = sizeof(value);
+    EXPECT_EQ(before->ParameterAt(0)->GetValue(&value, &size, nullptr), B_NO_INIT);
+    ASSERT_EQ(engine.SetChannel(4), B_OK);
+    EXPECT_NE(card.Frequency(), 0u);
+
+    // Back to the built-in picture: the card is closed.
+    ASSERT_EQ(engine.SelectInputs(MediaRoster::kTestPictureID, ""), B_OK);
+    EXPECT_FALSE(card.IsStreaming());
+    EXPECT_EQ(card.OpenDescriptors(), 0);
+    EXPECT_TRUE(alerts.empty());
 }
 
 }  // namespace

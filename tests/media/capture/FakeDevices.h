@@ -69,8 +69,9 @@ public:
         return B_DEV_NOT_READY;
     }
     status_t MakeOutput(const MediaDevice& device, std::shared_ptr<MediaNode>* node) override {
+        // The switch's state outlives the node, as a sound card's does.
         *node = std::make_shared<MixerNode>(
-            device.name, std::make_unique<FakeMixerSwitch>(fMixer == Mixer::WithSwitch));
+            device.name, std::make_unique<FakeMixerSwitch>(fMixer == Mixer::WithSwitch, &fMuted));
         return B_OK;
     }
 
@@ -79,4 +80,5 @@ private:
     FakeBt848* fCard;
     std::vector<std::string> fAudioIds;
     Mixer fMixer;
+    bool fMuted = false;
 };

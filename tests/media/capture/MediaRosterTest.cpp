@@ -60,16 +60,57 @@ TEST(MediaRoster, ARealDeviceComesFirstUnlessAnotherIsNamed) {
     std::shared_ptr<MediaProducer> audio;
     EXPECT_EQ(roster.GetAudioInput(&audio), B_DEV_NOT_READY);
 
-    // Named by id or by name; a name that is not there falls back to the rule.
+    // Named by id or by name.
     RosterOptions options;
     options.videoInput = MediaRoster::kTestPictureID;
     options.audioInput = "Test Tone";
     MediaRoster named(options, backend(&card, {"hw:1"}));
     EXPECT_EQ(named.DefaultVideoInput()->id, MediaRoster::kTestPictureID);
     EXPECT_EQ(named.DefaultAudioInput()->id, MediaRoster::kTestToneID);
+    EXPECT_EQ(named.MissingVideoInput(), "");
+}
+
+TEST(MediaRoster, ANamedDeviceThatIsNotThereIsMissingNotReplaced) {
+    FakeBt848 card;
+    auto idOf = [](const MediaDevice* device) { return device != nullptr ? device->id : "none"; };
+    struct Case {
+        const char* what;
+        std::string video, audio;
+        std::string defaultVideo, defaultAudio, missingVideo, missingAudio;
+    } cases[] = {
+        {"video missing", "/dev/video9", "", "none", "hw:1", "/dev/video9", ""},
+        {"audio missing", "", "hw:7", "/dev/video0", "none", "", "hw:7"},
+        {"both there", "Test Picture", "hw:1", "test-picture", "hw:1", "", ""},
+        {"none named", "", "", "/dev/video0", "hw:1", "", ""},
+    };
+    for (const Case& c : cases) {
+        RosterOptions options;
+        options.videoInput = c.video;
+        options.audioInput = c.audio;
+        MediaRoster roster(options, backend(&card, {"hw:1"}));
+        EXPECT_EQ(idOf(roster.DefaultVideoInput()), c.defaultVideo) << c.what;
+        EXPECT_EQ(idOf(roster.DefaultAudioInput()), c.defaultAudio) << c.what;
+        EXPECT_EQ(roster.MissingVideoInput(), c.missingVideo) << c.what;
+        EXPECT_EQ(roster.MissingAudioInput(), c.missingAudio) << c.what;
+        std::shared_ptr<MediaProducer> producer;
+        if (!c.missingVideo.empty()) {
+            EXPECT_EQ(roster.GetVideoInput(&producer), B_ENTRY_NOT_FOUND) << c.what;
+        }
+    }
+
+    // Naming other inputs later: the missing one is found, the old node is let go.
+    RosterOptions options;
     options.videoInput = "/dev/video9";
-    MediaRoster missing(options, backend(&card));
-    EXPECT_EQ(missing.DefaultVideoInput()->id, "/dev/video0");
+    MediaRoster roster(options, backend(&card, {"hw:1"}));
+    roster.SetNamedInputs(MediaRoster::kTestPictureID, "");
+    EXPECT_EQ(idOf(roster.DefaultVideoInput()), "test-picture");
+    EXPECT_EQ(roster.MissingVideoInput(), "");
+    std::shared_ptr<MediaProducer> picture, again;
+    ASSERT_EQ(roster.GetVideoInput(&picture), B_OK);
+    roster.SetNamedInputs("/dev/video0", "");
+    ASSERT_EQ(roster.GetVideoInput(&again), B_OK);
+    EXPECT_NE(again, picture);
+    EXPECT_NE(dynamic_cast<V4L2Producer*>(again.get()), nullptr);
 }
 
 TEST(MediaRoster, WithoutBuiltInInputsAMachineWithoutDevicesHasNoInputs) {
