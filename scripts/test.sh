@@ -11,8 +11,8 @@ cmake --build build
 
 cmake -S . -B build-fuzz -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
     -DTAVRO_FUZZ=ON -DTAVRO_BUILD_TESTS=OFF -DTAVRO_BUILD_BENCH=OFF -DCMAKE_BUILD_TYPE=Debug
-cmake --build build-fuzz --target fuzz_message fuzz_format_setting
-for fuzzer in fuzz_message fuzz_format_setting; do
+cmake --build build-fuzz --target fuzz_message fuzz_format_setting fuzz_channel_presets
+for fuzzer in fuzz_message fuzz_format_setting fuzz_channel_presets; do
     echo "== $fuzzer: 20000 runs"
     build-fuzz/fuzz/$fuzzer -runs=20000 -seed=1 -max_len=4096 2>&1 | tail -n 3
 done
