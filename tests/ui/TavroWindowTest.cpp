@@ -107,9 +107,10 @@ TEST_F(TavroWindowTest, PanesStartAsStoredOpenAndCloseInPlaceAndAreStoredOnQuit)
     EXPECT_TRUE(timerPane->isHidden());
     EXPECT_EQ(timerSwitch->Value(), PaneSwitch::kClosed);
 
-    // Something to show, as the panes' own views will be.
-    tvPane->setMinimumHeight(40);
+    // The TV pane has its controls; the timer pane something to show.
     timerPane->setMinimumHeight(120);
+    const int tv = tvPane->sizeHint().expandedTo(tvPane->minimumSize()).height();
+    ASSERT_GT(tv, 20);
     constexpr int gap = TavroWindow::kPaneGap;
     // The timer pane holds the timer list and its controls: at least the 120 given.
     const int timerHeight =
@@ -123,14 +124,14 @@ TEST_F(TavroWindowTest, PanesStartAsStoredOpenAndCloseInPlaceAndAreStoredOnQuit)
     Post(Message(kMsgTVPane));
     EXPECT_FALSE(tvPane->isHidden());
     EXPECT_EQ(Child<PaneSwitch>("tvSwitch")->Value(), PaneSwitch::kOpen);
-    EXPECT_EQ(fWindow->height(), closedHeight + 40 + gap);
-    EXPECT_EQ(recordTop(), closedRecordTop + 40 + gap);
+    EXPECT_EQ(fWindow->height(), closedHeight + tv + gap);
+    EXPECT_EQ(recordTop(), closedRecordTop + tv + gap);
     Post(Message(kMsgTimerPane));
     EXPECT_EQ(timerSwitch->Value(), PaneSwitch::kOpen);
-    EXPECT_EQ(fWindow->height(), closedHeight + 40 + timerHeight + 2 * gap);
+    EXPECT_EQ(fWindow->height(), closedHeight + tv + timerHeight + 2 * gap);
     Post(Message(kMsgTimerPane));
-    EXPECT_EQ(fWindow->height(), closedHeight + 40 + gap);
-    EXPECT_EQ(recordTop(), closedRecordTop + 40 + gap);
+    EXPECT_EQ(fWindow->height(), closedHeight + tv + gap);
+    EXPECT_EQ(recordTop(), closedRecordTop + tv + gap);
 
     EXPECT_TRUE(fWindow->QuitRequested());
     EXPECT_TRUE(gSettings.showTVControls);

@@ -31,15 +31,18 @@
 #include "app/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
-#include "media/ParameterWeb.h"
 #include "scheduler/Scheduler.h"
 #include "ui/Frames.h"
+#include "ui/format/NodeSettingsWindow.h"
+#include "ui/main/InputSettingsView.h"
 #include "ui/main/RecordingFolder.h"
 #include "ui/about/AboutWindow.h"
 #include "ui/format/FormatWindow.h"
 #include "ui/main/StatusView.h"
+#include "ui/main/TVControlView.h"
 #include "ui/main/WindowMessages.h"
 #include "ui/preview/AudioWindow.h"
+#include "ui/profile/ProfileWindow.h"
 #include "ui/preview/PreviewWindowHost.h"
 #include "ui/preview/VideoWindow.h"
 #include "ui/timer/TimerView.h"
@@ -101,6 +104,7 @@ TavroWindow::TavroWindow(const Rect& frame, const char* title, Tavro* engine)
     BuildMenus();
     BuildBody();
     UpdateFormatDescription();
+    fTVControlView->UpdateChannels();
 
     fTVPane->setVisible(gSettings.showTVControls);
     fTVSwitch->SetValue(gSettings.showTVControls ? PaneSwitch::kOpen : PaneSwitch::kClosed);
@@ -138,6 +142,11 @@ TavroWindow::TavroWindow(const Rect& frame, const char* title, Tavro* engine)
 TavroWindow::~TavroWindow() {
     if (fFile != nullptr)
         Stop();
+    // The input windows reach into the engine, which goes after this window; closing them
+    // also stores their frames.
+    delete fVideoSettingsWindow.data();
+    delete fAudioSettingsWindow.data();
+    delete fProfileWindow.data();
     // The events' stoppers post to this window while the scheduler deletes them.
     fScheduler.reset();
     fEngine->SetStopTarget(nullptr);
@@ -256,6 +265,8 @@ void TavroWindow::BuildBody() {
     fTVSwitch = new PaneSwitch("tvSwitch");
     addSwitchRow(layout, fTVSwitch, "TV Controls", kMsgTVPane, this);
     fTVPane = newPane("tvPane");
+    fTVControlView = new TVControlView(fEngine);
+    fTVPane->layout()->addWidget(fTVControlView);
     layout->addWidget(fTVPane);
 
     // The timer pane.
@@ -541,12 +552,20 @@ QWidget* TavroWindow::CreateFormatWindow(FormatSetting* format) {
 }
 
 QWidget* TavroWindow::CreateProfileWindow() {
-    return nullptr;
+    auto* window = new ProfileWindow(Rect{30, 30, 400, 400}, "Tavro - Video Profiles", fEngine);
+    window->SetQuitTarget(this, kMsgProfileWindowClosed);
+    return window;
 }
 
-QWidget* TavroWindow::CreateNodeSettingsWindow(std::unique_ptr<ParameterWeb>, const char*,
-                                               const Rect&, uint32) {
-    return nullptr;
+QWidget* TavroWindow::CreateInputSettingsWindow(bool video) {
+    auto* view = new InputSettingsView(fEngine, video ? DeviceKind::VideoInput
+                                                      : DeviceKind::AudioInput);
+    auto* window = video ? new NodeSettingsWindow(&gSettings.videoSettingsFrame,
+                                                  "Video Input Settings", view)
+                         : new NodeSettingsWindow(&gSettings.audioSettingsFrame,
+                                                  "Audio Input Settings", view);
+    window->SetQuitTarget(this, video ? kMsgVideoSettingsClosed : kMsgAudioSettingsClosed);
+    return window;
 }
 
 QWidget* TavroWindow::CreateAboutWindow() {
@@ -587,15 +606,8 @@ void TavroWindow::ShowNodeSettings(bool video) {
     QPointer<QWidget>& window = video ? fVideoSettingsWindow : fAudioSettingsWindow;
     if (activate(window))
         return;
-    std::unique_ptr<ParameterWeb> web =
-        video ? fEngine->GetVideoInputParameters() : fEngine->GetAudioInputParameters();
-    if (web == nullptr)
-        return;
-    window = video
-                 ? CreateNodeSettingsWindow(std::move(web), "Video Input Settings",
-                                            gSettings.videoSettingsFrame, kMsgVideoSettingsClosed)
-                 : CreateNodeSettingsWindow(std::move(web), "Audio Input Settings",
-                                            gSettings.audioSettingsFrame, kMsgAudioSettingsClosed);
+    // Also for an input without controls (or none at all): its device is chosen there.
+    window = CreateInputSettingsWindow(video);
     if (window != nullptr)
         window->show();
 }

@@ -21,7 +21,6 @@
 
 class EventItem;
 class FormatSetting;
-class ParameterWeb;
 class PaneSwitch;
 class PreviewWindowHost;
 class QAction;
@@ -39,6 +38,7 @@ class StatusView;
 class Tavro;
 class TavroFile;
 class TimerView;
+class TVControlView;
 
 class TavroWindow : public QMainWindow, public Looper {
     Q_OBJECT
@@ -113,8 +113,8 @@ protected:
     // main window keeps the pointer only to activate it again.
     virtual QWidget* CreateFormatWindow(FormatSetting* format);
     virtual QWidget* CreateProfileWindow();
-    virtual QWidget* CreateNodeSettingsWindow(std::unique_ptr<ParameterWeb> web, const char* title,
-                                              const Rect& frame, uint32 quitMessage);
+    // "Video Input Settings" or "Audio Input Settings": the device choice and its controls.
+    virtual QWidget* CreateInputSettingsWindow(bool video);
     virtual QWidget* CreateAboutWindow();
 
     void closeEvent(QCloseEvent* event) override;
@@ -195,6 +195,7 @@ private:
     // panel into the Record/Stop box's.
     PaneSwitch* fTVSwitch = nullptr;
     QWidget* fTVPane = nullptr;
+    TVControlView* fTVControlView = nullptr;
     PaneSwitch* fTimerSwitch = nullptr;
     QCheckBox* fTimerEnabled = nullptr;
     QWidget* fTimerPane = nullptr;
