@@ -88,9 +88,7 @@ status_t TVControlView::ReadKorvantChannels() {
         status = ReadKorvantPresets(path, &presets);
     if (status != B_OK)
         return status;
-    const int32 tuned = TunedChannel();
-    for (const ChannelPreset& preset : presets)
-        AddChannelItem(QString::fromStdString(preset.name), preset.channel, tuned, true);
+    AddPresets(presets);
     return B_OK;
 }
 
@@ -109,10 +107,14 @@ status_t TVControlView::ReadStationListChannels() {
     const status_t status = ReadStationLists(home, channelNames, &presets, &path);
     if (status != B_OK)
         return status;
+    AddPresets(presets);
+    return B_OK;
+}
+
+void TVControlView::AddPresets(const std::vector<ChannelPreset>& presets) {
     const int32 tuned = TunedChannel();
     for (const ChannelPreset& preset : presets)
         AddChannelItem(QString::fromStdString(preset.name), preset.channel, tuned, true);
-    return B_OK;
 }
 
 QAction* TVControlView::AddChannelItem(const QString& label, int32 channel, int32 tuned,

@@ -14,9 +14,12 @@
 
 #include <QWidget>
 
+#include <vector>
+
 #include "support/Status.h"
 #include "ui/Looper.h"
 
+struct ChannelPreset;
 class QAction;
 class QActionGroup;
 class QCheckBox;
@@ -56,6 +59,8 @@ public:
 private:
     // An item posting 'chnl' with `channel`; marked (and reported) when it is `tuned`.
     QAction* AddChannelItem(const QString& label, int32 channel, int32 tuned, bool named);
+    // Named items for `presets`, in order.
+    void AddPresets(const std::vector<ChannelPreset>& presets);
     void ChannelChosen(const Message* message);
     // The engine's channel; -1 without a video input.
     int32 TunedChannel();
