@@ -281,11 +281,11 @@ void TavroSettings::SaveTo(Message* message) const {
             message->AddFlat("format", *format);
     }
     message->AddInt32("lastFormat", lastFormat);
-    for (const Message& entry : timers)
-        message->AddMessage("timedRecording", entry);
-    // Tavro's own additions, after the design's fields.
+    // Tavro's own additions, after the design's fields: the chosen devices, then the timers.
     message->AddString("videoInput", videoInput);
     message->AddString("audioInput", audioInput);
+    for (const Message& entry : timers)
+        message->AddMessage("timedRecording", entry);
 }
 
 status_t TavroSettings::Save() {

@@ -368,10 +368,13 @@ TEST_F(TavroSettingsTest, ChosenDevicesAreKeptAfterTheDesignsOwnFields) {
     std::string name;
     type_code type;
     int32 count;
-    const int32 names = message.CountNames();
-    ASSERT_EQ(message.GetInfo(names - 2, &name, &type, &count), B_OK);
+    // Right after the design's last field.
+    int32 last = -1;
+    for (int32 i = 0; message.GetInfo(i, &name, &type, &count) == B_OK; i++)
+        last = name == "lastFormat" ? i : last;
+    ASSERT_EQ(message.GetInfo(last + 1, &name, &type, &count), B_OK);
     EXPECT_EQ(name, "videoInput");
-    ASSERT_EQ(message.GetInfo(names - 1, &name, &type, &count), B_OK);
+    ASSERT_EQ(message.GetInfo(last + 2, &name, &type, &count), B_OK);
     EXPECT_EQ(name, "audioInput");
     settings.reset();
 
