@@ -540,7 +540,12 @@ void TavroWindow::TogglePane(QWidget* pane, PaneSwitch* paneSwitch) {
 }
 
 void TavroWindow::ResizeBy(int delta) {
-    setFixedHeight(height() + delta);
+    const int grown = height() + delta;
+    setFixedHeight(grown);
+    // A pane that opens near the bottom of a small screen moves the window up rather than
+    // hiding Record and Stop below the screen's edge.
+    if (delta > 0)
+        setGeometry(keptOnScreen(QRect(geometry().topLeft(), QSize(width(), grown))));
 }
 
 // #pragma mark - Secondary windows
