@@ -13,9 +13,10 @@ NodeSettingsWindow::NodeSettingsWindow(Rect* frame, const char* title, QWidget* 
     // The window is always its view's size, and the user cannot change it.
     layout->setSizeConstraint(QLayout::SetFixedSize);
     SetView(view);
-    // The kept frame is the client area, as the settings keep every frame.
+    // The kept frame is the client area, as the settings keep every frame; one kept for a
+    // screen that is gone, or hanging over this one's edge, comes back onto a screen.
     if (fFrame != nullptr)
-        setGeometry(QRect(toQRect(*fFrame).topLeft(), sizeHint()));
+        setGeometry(keptOnScreen(QRect(toQRect(*fFrame).topLeft(), sizeHint())));
     show();
 }
 

@@ -71,10 +71,10 @@ ProfileWindow::ProfileWindow(const Rect& frame, const char* title, Tavro* engine
     right->addStretch(1);
     columns->addLayout(right, 3);
 
-    // The frame's width and place; the height fits the boxes.
+    // The frame's width and place, on a screen there is; the height fits the boxes.
     const QRect place = toQRect(frame);
-    setGeometry(place.x(), place.y(), place.width(), sizeHint().height());
     setFixedHeight(sizeHint().height());
+    setGeometry(keptOnScreen(QRect(place.topLeft(), QSize(place.width(), height()))));
 }
 
 ProfileWindow::~ProfileWindow() {

@@ -1,6 +1,6 @@
 #include "ui/profile/QuantitySlider.h"
 
-#include <QHBoxLayout>
+#include <QGridLayout>
 #include <QLabel>
 #include <QSlider>
 
@@ -11,21 +11,22 @@ QuantitySlider::QuantitySlider(const char* name, const char* label, MediaParamet
                                QWidget* parent)
     : QWidget(parent), fParameter(parameter) {
     setObjectName(name);
-    auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(0, 0, 0, 0);
-    auto* text = new QLabel(label);
-    row->addWidget(text);
+    // The label and the value above the bar, the bar as wide as the slider.
+    auto* grid = new QGridLayout(this);
+    grid->setContentsMargins(0, 0, 0, 0);
+    grid->setVerticalSpacing(2);
+    grid->addWidget(new QLabel(label), 0, 0, Qt::AlignLeft);
+    fValueLabel = new QLabel;
+    fValueLabel->setMinimumWidth(fValueLabel->fontMetrics().horizontalAdvance("-100") + 4);
+    fValueLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    grid->addWidget(fValueLabel, 0, 1, Qt::AlignRight);
     fSlider = new QSlider(Qt::Horizontal);
     fSlider->setObjectName(QString(name) + "Slider");
     fSlider->setRange(kMinimum, kMaximum);
     fSlider->setTickPosition(QSlider::TicksBelow);
     fSlider->setTickInterval((kMaximum - kMinimum) / (kTickCount - 1));
     fSlider->setAccessibleName(label);
-    row->addWidget(fSlider, 1);
-    fValueLabel = new QLabel;
-    fValueLabel->setMinimumWidth(fValueLabel->fontMetrics().horizontalAdvance("-100") + 4);
-    fValueLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    row->addWidget(fValueLabel);
+    grid->addWidget(fSlider, 1, 0, 1, 2);
 
     if (fParameter != nullptr) {
         float value = 0;

@@ -1,9 +1,9 @@
 #pragma once
 // A slider bound to one continuous parameter of the video input: -100 to 100 with eleven tick
-// marks below the bar, its label on the left and its value ("%ld") on the right. While the
-// thumb moves, every new value is written to the parameter at once as a 4-byte float; nothing
-// is cached or stored in the settings. Without a parameter (the input has none) the slider
-// moves and changes nothing.
+// marks below the bar, its label above the bar on the left and its value ("%ld") on the
+// right. While the thumb moves, every new value is written to the parameter at once as a
+// 4-byte float; nothing is cached or stored in the settings. Without a parameter (the input
+// has none) the slider moves and changes nothing.
 
 #include <QWidget>
 

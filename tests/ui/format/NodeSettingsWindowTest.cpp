@@ -5,6 +5,7 @@
 
 #include <QComboBox>
 #include <QLabel>
+#include <QScreen>
 #include <QTest>
 
 #include "support/MessageQueue.h"
@@ -39,6 +40,15 @@ TEST_F(NodeSettingsWindowTest, TakesTheViewsSizeAndOnlyThePositionOfTheKeptFrame
     window->SetView(fixedView(180, 90));
     drain();
     EXPECT_EQ(window->size(), QSize(180, 90)) << "a new view brings its own size";
+    delete window.data();
+
+    // Kept on a screen that is gone: it comes back whole on this one.
+    Rect gone{9000, 7000, 9010, 7010};
+    window = new NodeSettingsWindow(&gone, "Settings", fixedView(300, 200));
+    drain();
+    const QRect screen = window->screen()->availableGeometry();
+    EXPECT_TRUE(screen.contains(window->geometry())) << "at " << window->geometry().x() << ","
+                                                     << window->geometry().y();
     delete window.data();
 }
 
@@ -126,7 +136,7 @@ TEST_F(InputSettingsWindows, VideoInputOpensTheCardsControlsOnceAndRemembersWher
     Open(fourcc("vset"));
     EXPECT_EQ(OpenCount(), 1) << "the open window is activated, not a second one made";
 
-    window->setGeometry(QRect(QPoint(300, 310), window->size()));
+    window->setGeometry(QRect(QPoint(300, 110), window->size()));
     drain();
     window->close();
     drain();
@@ -138,7 +148,7 @@ TEST_F(InputSettingsWindows, VideoInputOpensTheCardsControlsOnceAndRemembersWher
 
     window = Open(fourcc("vset"));
     ASSERT_NE(window, nullptr) << "closed, it opens again";
-    EXPECT_EQ(window->geometry().topLeft(), QPoint(300, 310));
+    EXPECT_EQ(window->geometry().topLeft(), QPoint(300, 110));
     window->close();
     drain();
 }
