@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "app/TavroSettings.h"
+#include "media/roster/MediaRoster.h"
 #include "tests/engine/TavroProgram.h"
 #include "tests/media/file/MovieReader.h"
 
@@ -166,6 +168,31 @@ TEST(HeadlessRecorder, ANamedDeviceThatIsNotThereIsReportedAndNothingIsRecordedI
         EXPECT_FALSE(std::filesystem::exists(path)) << c.what << ": no test bars recorded";
         std::remove(path.c_str());
     }
+}
+
+TEST(HeadlessRecorder, TheDevicesChosenInTheWindowAreUsedUnlessTheCommandLineNamesOthers) {
+    TavroSettings chosen;
+    chosen.videoInput = "/dev/video-none";
+    chosen.audioInput = MediaRoster::kTestToneID;
+    ASSERT_EQ(chosen.Save(), B_OK);
+    std::string settings;
+    ASSERT_EQ(chosen.GetPath(&settings), B_OK);
+
+    Outcome shown = tavro({"--settings"});
+    EXPECT_NE(shown.out.find("Video input: /dev/video-none\n"), std::string::npos) << shown.out;
+    EXPECT_NE(shown.out.find("Audio input: test-tone\n"), std::string::npos) << shown.out;
+
+    const std::string path = temporaryPath("avi");
+    Outcome kept = tavro({"--record", path, "--duration", "1"});
+    EXPECT_EQ(kept.exitStatus, 1);
+    EXPECT_NE(kept.err.find("\"/dev/video-none\" is not there"), std::string::npos) << kept.err;
+    EXPECT_FALSE(std::filesystem::exists(path));
+
+    Outcome overridden = tavro({"--record", path, "--duration", "1", "--video-input=test-picture"});
+    EXPECT_EQ(overridden.exitStatus, 0) << overridden.err;
+    EXPECT_NE(readMovie(path).Video(), nullptr);
+    std::remove(path.c_str());
+    std::remove(settings.c_str());
 }
 
 TEST(HeadlessRecorder, ListsTheFormatsAndRefusesABadCommandLine) {
