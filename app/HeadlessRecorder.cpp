@@ -72,6 +72,7 @@ RecordingFigures takeFigures(Tavro& engine, RingBuffer* videoRing, RingBuffer* a
     figures.droppedFrames = engine.DroppedVideoFrames();
     figures.soundBuffers = engine.AudioFramesCounter();
     figures.droppedSoundBuffers = engine.DroppedAudioFrames();
+    figures.encoderBehind = engine.VideoRingFullDrops() > 0 || engine.AudioRingFullDrops() > 0;
     if (videoRing != nullptr) {
         figures.videoRingUsed = videoRing->BuffersInUse();
         figures.videoRingCount = videoRing->Count();

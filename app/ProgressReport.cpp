@@ -25,8 +25,9 @@ std::string progressLine(const RecordingFigures& figures) {
     char text[256];
     int length = std::snprintf(
         text, sizeof text,
-        "%02lld:%02lld:%02lld  %lld frames, %lld dropped  %lld buffers, %lld dropped",
+        "%02lld:%02lld:%02lld  %s%lld frames, %lld dropped  %lld buffers, %lld dropped",
         (long long)(seconds / 3600), (long long)(seconds / 60 % 60), (long long)(seconds % 60),
+        figures.encoderBehind ? "encoder not keeping up  " : "",
         (long long)figures.frames, (long long)figures.droppedFrames,
         (long long)figures.soundBuffers, (long long)figures.droppedSoundBuffers);
     std::string line(text, size_t(length));

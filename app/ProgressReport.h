@@ -4,6 +4,9 @@
 //   00:12:34  18850 frames, 0 dropped  5440 buffers, 0 dropped  rings 2/40 1/40  1.2 GB  13.4
 //   Mbit/s
 //
+// Once a ring has been full (the encoder or the disk cannot keep up, and frames are dropped
+// for it), "encoder not keeping up" follows the time, where a narrow terminal does not cut it.
+//
 // On a terminal the line is rewritten in place once a second and ends with a newline when the
 // recording ends. Into a pipe or a file a plain line is written every kPlainLineInterval and
 // once at the end, so that two hours make 720 lines, not 7,200. Quiet writes nothing.
@@ -28,6 +31,7 @@ struct RecordingFigures {
     int32 audioRingUsed = 0;
     int32 audioRingCount = 0;
     int64 fileBytes = -1;  // -1: unknown
+    bool encoderBehind = false;  // a ring has been full this recording
 };
 
 // The status line of `figures`, without a line end.

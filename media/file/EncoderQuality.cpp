@@ -1,6 +1,8 @@
 #include "media/file/EncoderQuality.h"
 
 #include <algorithm>
+#include <cmath>
+#include <string>
 #include <string_view>
 
 extern "C" {
@@ -77,4 +79,23 @@ int applyEncoderQuality(AVCodecContext* context, float quality) {
         return 0;
     }
     return 0;
+}
+
+void limitEncoderDelay(AVCodecContext* context) {
+    const double rate = av_q2d(context->framerate);
+    if (!(rate > 0) || context->priv_data == nullptr)
+        return;
+    // Frames of lookahead; B-frames and frame threads add a few more on top.
+    const int frames = std::max(1, int(std::floor(rate * kMaxEncoderDelay / 2)));
+    std::string_view name = context->codec->name;
+    void* options = context->priv_data;
+    if (name == "libx264" || name == "libx264rgb") {
+        av_opt_set_int(options, "rc-lookahead", frames, 0);
+    } else if (name == "libvpx" || name == "libvpx-vp9" || name == "libaom-av1") {
+        av_opt_set_int(options, "lag-in-frames", frames, 0);
+    } else if (name == "libx265") {
+        const std::string params = "rc-lookahead=" + std::to_string(std::max(frames, 5)) +
+                                   ":bframes=3:frame-threads=1";
+        av_opt_set(options, "x265-params", params.c_str(), 0);
+    }
 }

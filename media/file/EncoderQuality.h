@@ -21,3 +21,14 @@ struct AVCodecContext;
 // Applies `quality` to a context that is not open yet. Returns the value every AVFrame sent
 // to the encoder must carry in its `quality` field (0: leave it alone).
 int applyEncoderQuality(AVCodecContext* context, float quality);
+
+// What an encoder may hold back before its first packet comes out, in seconds of picture:
+// with the file pushed to the disk every half second, a recording cut off by a crash or a
+// SIGKILL keeps everything older than a second. Encoders with a deep lookahead by default
+// (libx264 40 frames, libvpx and libaom 25 to 35) get a shorter one; they compress a few per
+// cent less for it.
+constexpr double kMaxEncoderDelay = 0.4;
+
+// Shortens the lookahead of `context` (not open yet) to kMaxEncoderDelay at its frame rate.
+// The encoder's parameter web still offers the options, so a user can lengthen them again.
+void limitEncoderDelay(AVCodecContext* context);

@@ -17,6 +17,9 @@ constexpr bigtime_t kFlushInterval = 500000;
 // Streams written by two threads drift apart a little; the muxer waits at most this long for
 // the slower one before it writes out what it holds.
 constexpr int64_t kMaxInterleaveDelta = 500000;
+// How long the muxer's first flush waits for a stream that has not delivered a packet yet (an
+// encoder still filling its lookahead) before it goes ahead without it.
+constexpr bigtime_t kFirstFlushWait = 5000000;
 
 bool writesFragments(const AVOutputFormat* muxer) {
     // The QuickTime family needs its index (moov) at the end unless it is fragmented.
@@ -112,7 +115,11 @@ status_t MediaFile::CommitHeader() {
         return status;
     AVDictionary* options = nullptr;
     if (writesFragments(fContext->oformat))
-        av_dict_set(&options, "movflags", "frag_keyframe+empty_moov+default_base_moof", 0);
+        // delay_moov: the index goes out with the first fragment, when every track's first
+        // time is known, so that the edit lists can put a B-frame encoder's delayed start and
+        // the audio encoder's priming where they belong (with the index written first, each
+        // track would start at its own first decode time, and the picture would lag).
+        av_dict_set(&options, "movflags", "frag_keyframe+delay_moov+default_base_moof", 0);
     int error = avformat_write_header(fContext.get(), &options);
     av_dict_free(&options);
     if (error < 0)
@@ -124,6 +131,9 @@ status_t MediaFile::CommitHeader() {
         return status;
     fOutput->MarkComplete();
     fLastFlush = system_time();
+    fHeaderTime = fLastFlush;
+    fStreamsWritten.assign(fTracks.size(), false);
+    fStreamsWaiting = fTracks.size();
     fState = State::Writing;
     StartSync();
     return B_OK;
@@ -171,6 +181,11 @@ status_t MediaFile::WritePacket(AVPacket* packet, const AVCodecContext* encoder,
         return status;
     av_packet_rescale_ts(packet, encoder->time_base, stream->time_base);
     packet->stream_index = stream->index;
+    if (size_t index = size_t(stream->index);
+        index < fStreamsWritten.size() && !fStreamsWritten[index]) {
+        fStreamsWritten[index] = true;
+        fStreamsWaiting--;
+    }
     int error = av_interleaved_write_frame(fContext.get(), packet);
     if (error < 0)
         return avStatus("av_interleaved_write_frame", error);
@@ -186,8 +201,18 @@ status_t MediaFile::WritePacket(AVPacket* packet, const AVCodecContext* encoder,
 // Pushes what the muxer holds (a matroska cluster, an mp4 fragment) and the file's buffer to
 // the kernel, so that it survives the end of the process.
 void MediaFile::FlushToDisk() {
-    if (fContext->oformat->flags & AVFMT_ALLOW_FLUSH)
+    // The muxer's own flush cuts a fragment; before every stream has begun, the first fragment
+    // would fix the start of the file without the streams still to come.
+    const bool streamsBegun =
+        fStreamsWaiting == 0 || system_time() - fHeaderTime >= kFirstFlushWait;
+    if (streamsBegun && (fContext->oformat->flags & AVFMT_ALLOW_FLUSH)) {
+        // The first cut fixes where each stream starts: the packets the interleaver still
+        // holds (a stream's first ones among them) go to the muxer before it.
+        if (!fFirstCutDone)
+            av_interleaved_write_frame(fContext.get(), nullptr);
+        fFirstCutDone = true;
         av_write_frame(fContext.get(), nullptr);
+    }
     if (fContext->pb != nullptr)
         avio_flush(fContext->pb);
     fLastFlush = system_time();

@@ -88,10 +88,15 @@ private:
     std::vector<std::unique_ptr<MediaTrack>> fTracks;
     std::unique_ptr<OutputFile> fOutput;
 
-    // Guards fContext's writes and fLastFlush: each track writes from its own thread.
+    // Guards fContext's writes, fLastFlush and the stream bookkeeping: each track writes from its own thread.
     std::mutex fMuxLock;
     OutputContextPtr fContext;
     bigtime_t fLastFlush = 0;
+    // When the header was written, and which streams have had a packet since.
+    bigtime_t fHeaderTime = 0;
+    std::vector<bool> fStreamsWritten;
+    size_t fStreamsWaiting = 0;
+    bool fFirstCutDone = false;
 
     // The "file sync" thread, between CommitHeader and CloseFile; fSyncLock guards fSyncing.
     std::thread fSyncThread;

@@ -205,6 +205,7 @@ status_t MediaTrack::InitVideo(const AVCodec* codec, const AVOutputFormat* muxer
         raw.pixel_width_aspect != 0 && raw.pixel_height_aspect != 0
             ? AVRational{raw.pixel_width_aspect, raw.pixel_height_aspect}
             : AVRational{1, 1};
+    limitEncoderDelay(fContext.get());
     if (target == AV_PIX_FMT_YUVJ420P || target == AV_PIX_FMT_YUVJ422P ||
         target == AV_PIX_FMT_YUVJ444P)
         fContext->color_range = AVCOL_RANGE_JPEG;

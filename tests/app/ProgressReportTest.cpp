@@ -70,6 +70,10 @@ TEST(ProgressReport, TheLineLabelsEveryFigure) {
     start.fileBytes = 999;
     start.elapsed = 500000;  // too early for a rate
     EXPECT_EQ(progressLine(start), "00:00:00  0 frames, 0 dropped  0 buffers, 0 dropped  999 B");
+
+    // A full ring is said first, where a narrow terminal does not cut it off.
+    figures.encoderBehind = true;
+    EXPECT_EQ(progressLine(figures).substr(0, 36), "01:02:05  encoder not keeping up  12");
 }
 
 TEST(ProgressReport, IntoAPipeAPlainLineEveryTenSecondsAndAtTheEnd) {

@@ -124,6 +124,41 @@ INSTANTIATE_TEST_SUITE_P(RatesAndChannels, AnyAudioFormat,
                                     (info.param.channels == 1 ? "Mono" : "Stereo");
                          });
 
+struct Container {
+    const char* fileFormat;
+    const char* extension;
+};
+
+class BFrameEncoder : public RecordingTiming, public testing::WithParamInterface<Container> {};
+
+// libx264 reorders frames (B-frames) and its packets start before time 0; AAC primes its
+// encoder. Each picture still comes at its own time, a period after the one before, and the
+// sound stays with it in every container that holds them.
+TEST_P(BFrameEncoder, WritesEachPictureAtItsTimeWithTheSoundInSync) {
+    format.SetFileFormat(GetParam().fileFormat);
+    format.SetVideoEncoder("libx264");
+    format.SetAudioEncoder("aac");
+    path = temporaryPath(GetParam().extension);
+    Record(3.5);
+    ASSERT_TRUE(alerts.empty()) << alerts.front().text;
+    ASSERT_NE(movie.Video(), nullptr);
+    ASSERT_NE(movie.Audio(), nullptr);
+    EXPECT_EQ(movie.Video()->codec, "h264");
+    EXPECT_EQ(movie.Video()->decodeErrors + movie.Audio()->decodeErrors, 0);
+    EXPECT_EQ(movie.Video()->timeFaults, 0);
+    EXPECT_TRUE(sync.measured) << FormatSyncReport(sync);
+    EXPECT_LE(std::fabs(sync.firstOffsetMs), syncLimitMs()) << FormatSyncReport(sync);
+    EXPECT_LE(std::fabs(sync.lastOffsetMs), syncLimitMs()) << FormatSyncReport(sync);
+}
+
+INSTANTIATE_TEST_SUITE_P(Containers, BFrameEncoder,
+                         testing::Values(Container{"mp4", "mp4"}, Container{"mov", "mov"},
+                                         Container{"matroska", "mkv"},
+                                         Container{"mpegts", "ts"}),
+                         [](const testing::TestParamInfo<Container>& info) {
+                             return std::string(info.param.extension);
+                         });
+
 // Half a second in which the audio input delivers nothing (its periods lost, as in an
 // overrun): the sound after it stays in place, the gap is silence.
 TEST_F(RecordingTiming, AnAudioStallLeavesTheSoundInPlace) {

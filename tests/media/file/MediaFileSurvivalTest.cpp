@@ -8,6 +8,8 @@
 #include <unistd.h>
 #include <csignal>
 #include <cstdio>
+#include <iterator>
+#include <vector>
 
 #include "support/Clock.h"
 #include "tests/media/file/MovieReader.h"
@@ -24,6 +26,13 @@ struct Container {
 constexpr Container kSurvivors[] = {
     {"avi", "raw-video", "avi"}, {"avi", "mpeg4", "avi"}, {"matroska", "ffv1", "mkv"},
     {"mp4", "mjpeg", "mp4"},     {"mov", "mjpeg", "mov"},
+};
+// Encoders that hold frames back by default (lookahead, B-frames, frame threads).
+constexpr Container kHoldingEncoders[] = {
+    {"matroska", "libx264", "mkv"},
+    {"mp4", "libx264", "mp4"},
+    {"webm", "libvpx-vp9", "webm"},
+    {"matroska", "libx265", "mkv"},
 };
 
 // Child side: opens a 160x120 track and hands it to `write`; returns the child's exit code.
@@ -85,7 +94,9 @@ TEST(MediaFileSurvival, FullDiskFailsTheWriteAndKeepsWhatWasWritten) {
 }
 
 TEST(MediaFileSurvival, KilledRecordingKeepsEveryFrameOlderThanASecond) {
-    for (const Container& container : kSurvivors) {
+    std::vector<Container> containers(std::begin(kSurvivors), std::end(kSurvivors));
+    containers.insert(containers.end(), std::begin(kHoldingEncoders), std::end(kHoldingEncoders));
+    for (const Container& container : containers) {
         std::string path = temporaryPath(container.extension);
         int pipeEnds[2];
         ASSERT_EQ(pipe(pipeEnds), 0);

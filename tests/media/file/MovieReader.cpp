@@ -34,6 +34,7 @@ struct Decoder {
     AVCodecContext* context = nullptr;
     AVStream* stream = nullptr;
     StreamSummary* summary = nullptr;
+    double lastPictureTime = -1e9;  // seconds
     ~Decoder() { avcodec_free_context(&context); }
 };
 
@@ -74,6 +75,12 @@ void receive(Decoder& decoder, AVFrame* frame, MovieSummary* movie, int keepPict
                                 ? 1 / av_q2d(decoder.stream->avg_frame_rate)
                                 : 0;
             end = (start != AV_NOPTS_VALUE ? start * av_q2d(base) : 0) + period;
+            // A picture shown less than half a period after the one before it (or without a
+            // time) is one a player drops or shows at the wrong moment.
+            const double time = start != AV_NOPTS_VALUE ? start * av_q2d(base) : -1e9;
+            if (start == AV_NOPTS_VALUE || time - decoder.lastPictureTime < period / 2)
+                decoder.summary->timeFaults++;
+            decoder.lastPictureTime = time;
         } else {
             decoder.summary->samples += frame->nb_samples;
             end = (start != AV_NOPTS_VALUE ? start * av_q2d(base) : 0) +

@@ -18,6 +18,7 @@ struct StreamSummary {
     int64 keyFrames = 0;     // packets flagged key
     int64 decodeErrors = 0;  // packets or frames the decoder refused
     double endSeconds = 0;   // end of the last decoded frame
+    int64 timeFaults = 0;    // pictures with no time, or shown under half a period apart
     int sampleRate = 0;
     int channels = 0;
 };
