@@ -105,7 +105,13 @@ void AudioConsumer::BufferReceived(MediaBuffer* buffer) {
     buffer->Recycle();
 }
 
-void AudioConsumer::ProducerDataStatus(MediaProducer*, status_t, bigtime_t) {}
+void AudioConsumer::ProducerDataStatus(MediaProducer* producer, status_t status, bigtime_t) {
+    fRecord.InputStopped(producer != nullptr ? producer->Name() : Name(), status);
+}
+
+void AudioConsumer::SetInputStoppedHandler(RecordPath::InputStoppedHandler handler) {
+    fRecord.SetInputStoppedHandler(std::move(handler));
+}
 
 // --- Connection hooks ---
 

@@ -29,6 +29,8 @@ public:
     // The level meter (nullptr: none). Returns once the old one is no longer called.
     void SetView(AudioBlockSink* view);
 
+    // Called on the event thread when the input's stream ends with an error (see RecordPath).
+    void SetInputStoppedHandler(RecordPath::InputStoppedHandler handler);
     // The record path (see RecordPath).
     void SetRecording(bool recording) { fRecord.SetRecording(recording); }
     void SetRing(RingBuffer* ring) { fRecord.SetRing(ring); }

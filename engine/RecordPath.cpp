@@ -42,3 +42,16 @@ void RecordPath::Write(MediaBuffer* buffer, bigtime_t relative) {
     if (fRing->Write(buffer->Data(), relative) == B_OK)
         fRecordedFrames.fetch_add(1);
 }
+
+void RecordPath::SetInputStoppedHandler(InputStoppedHandler handler) {
+    std::lock_guard lock(fHandlerLock);
+    fInputStopped = std::move(handler);
+}
+
+void RecordPath::InputStopped(const std::string& input, status_t status) {
+    if (status == B_OK || !fRecording.load())
+        return;
+    std::lock_guard lock(fHandlerLock);
+    if (fInputStopped)
+        fInputStopped(input, status);
+}

@@ -17,7 +17,9 @@
 // only).
 
 #include <atomic>
+#include <functional>
 #include <mutex>
+#include <string>
 
 #include "engine/RecordingOrigin.h"
 #include "engine/RingBuffer.h"
@@ -38,6 +40,15 @@ public:
     // The recording's origin, which this path's first buffer sets; not owned. nullptr: the
     // times handed to the rule are capture times. Set while not recording.
     void SetOrigin(RecordingOrigin* origin) { fOrigin = origin; }
+
+    // Told when the input's stream ends with an error while recording (a device unplugged, a
+    // driver or ALSA failure past recovery), on the node's event thread: the producer's name
+    // and the error. Any thread; returns once the old handler is no longer called.
+    using InputStoppedHandler = std::function<void(const std::string& input, status_t status)>;
+    void SetInputStoppedHandler(InputStoppedHandler handler);
+    // From the node's ProducerDataStatus: the input's stream has ended with `status`. Calls
+    // the handler when that is an error and the path records; else nothing.
+    void InputStopped(const std::string& input, status_t status);
 
     int64 RecordedFrames() const { return fRecordedFrames.load(); }
     // The recording-relative time of the last buffer offered to the ring.
@@ -78,6 +89,8 @@ private:
     std::atomic<bool> fFirst{true};
     std::mutex fRingLock;
     RingBuffer* fRing = nullptr;
+    std::mutex fHandlerLock;  // guards fInputStopped
+    InputStoppedHandler fInputStopped;
 };
 
 template <typename Rule>

@@ -254,6 +254,10 @@ private:
     media_format RequestedVideoFormat(color_space space, float fieldRate, uint32 interlace) const;
     media_format RequestedAudioFormat() const;
 
+    // From Start, once the nodes record: an input whose stream ends with an error (or has
+    // ended already) stops the recording through StopOnError, with a text naming the input.
+    void WatchInputs();
+
     // Writer threads (see TavroRecording.cpp).
     static int32 VideoWriter(Tavro* self);
     static int32 AudioWriter(Tavro* self);

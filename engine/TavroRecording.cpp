@@ -165,6 +165,45 @@ status_t Tavro::RecordingError(std::string* text) const {
     return fRecordingError;
 }
 
+namespace {
+
+// What the user is told when an input of `kind` ("video", "audio") stops: its description,
+// with the device's name beside it when that says more ("BT878 video" (/dev/video0)).
+std::string inputStoppedText(const char* kind, const MediaDevice* device,
+                             const MediaProducer* node) {
+    std::string name = node != nullptr ? node->Name() : std::string();
+    if (device != nullptr && !device->name.empty()) {
+        name = "\"" + device->name + "\"";
+        if (!device->builtIn && !device->id.empty() && device->id != device->name)
+            name += " (" + device->id + ")";
+    }
+    return std::string("The ") + kind + " input " + name + " has stopped.";
+}
+
+}  // namespace
+
+void Tavro::WatchInputs() {
+    // The texts are made here, on the control thread, where the roster may be read.
+    auto watch = [this](auto* consumer, const char* kind, const MediaDevice* device,
+                        MediaProducer* node) {
+        if (consumer == nullptr || node == nullptr)
+            return;
+        std::string text = inputStoppedText(kind, device, node);
+        consumer->SetInputStoppedHandler([this, text](const std::string&, status_t status) {
+            StopOnError(text.c_str(), status);
+        });
+        // A stream that ended before the handler was in place is told of by nobody: the
+        // recording would run to its end with nothing from this input.
+        if (const status_t ended = node->StreamStatus(); ended != B_OK)
+            StopOnError(text.c_str(), ended);
+    };
+    watch(fVideoConsumer.get(), "video", fRoster ? fRoster->DefaultVideoInput() : nullptr,
+          fVideoInputNode.get());
+    if (fAudioTrack != nullptr)
+        watch(fAudioConsumer.get(), "audio", fRoster ? fRoster->DefaultAudioInput() : nullptr,
+              fAudioInputNode.get());
+}
+
 int32 Tavro::AudioRingCount(const media_raw_audio_format& audio) const {
     const uint32 frameBytes =
         audio.channel_count * (audio.format & media_raw_audio_format::B_AUDIO_SIZE_MASK);
@@ -210,6 +249,7 @@ status_t Tavro::Start() {
         fVideoConsumer->SetRecording(true);
     if (fAudioTrack != nullptr && fAudioConsumer != nullptr)
         fAudioConsumer->SetRecording(true);
+    WatchInputs();
     return B_OK;
 }
 

@@ -377,7 +377,13 @@ void VideoConsumer::BufferReceived(MediaBuffer* buffer) {
     buffer->Recycle();
 }
 
-void VideoConsumer::ProducerDataStatus(MediaProducer*, status_t, bigtime_t) {}
+void VideoConsumer::ProducerDataStatus(MediaProducer* producer, status_t status, bigtime_t) {
+    fRecord.InputStopped(producer != nullptr ? producer->Name() : Name(), status);
+}
+
+void VideoConsumer::SetInputStoppedHandler(RecordPath::InputStoppedHandler handler) {
+    fRecord.SetInputStoppedHandler(std::move(handler));
+}
 
 // --- Connection hooks ---
 

@@ -72,6 +72,8 @@ public:
     // The preview sink (nullptr: none). Returns once the old sink is no longer called.
     void SetView(VideoFrameSink* view);
 
+    // Called on the event thread when the input's stream ends with an error (see RecordPath).
+    void SetInputStoppedHandler(RecordPath::InputStoppedHandler handler);
     // The record path (see RecordPath).
     void SetRecording(bool recording) { fRecord.SetRecording(recording); }
     void SetRing(RingBuffer* ring) { fRecord.SetRing(ring); }

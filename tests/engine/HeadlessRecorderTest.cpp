@@ -2,14 +2,19 @@
 // it prints, and how it ends.
 
 #include <gtest/gtest.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "app/TavroSettings.h"
@@ -337,6 +342,59 @@ TEST(HeadlessRecorder, AFullDiskStopsTheRecordingAndKeepsADecodableFile) {
     ASSERT_NE(movie.Video(), nullptr);
     EXPECT_GE(movie.Video()->frames, 5);
     EXPECT_EQ(movie.Video()->decodeErrors, 0);
+}
+
+// A sound card that fails mid-recording, at ALSA's boundary: the user's ALSA configuration
+// defines a capture PCM whose "file" plugin copies what it reads into a FIFO; once the test
+// closes the FIFO's reading end, every read fails with EIO.
+TEST(HeadlessRecorder, AnAudioInputThatFailsStopsTheRecordingAndSaysWhich) {
+    const std::string folder = temporaryFolder(), path = folder + "/failed.avi";
+    const std::string fifo = folder + "/capture.fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::ofstream(folder + "/.asoundrc")
+        << "pcm.tavrofail { type file slave.pcm { type null } file \"" << fifo
+        << "\" format raw hint { show on description \"Failing capture\" } }\n";
+    // Read for four seconds from the first sound, then unplug. The program would block
+    // opening the FIFO without a reader: it is open for reading first (and not inherited).
+    const int reader = open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    std::thread card([reader] {
+        char sink[65536];
+        using Clock = std::chrono::steady_clock;
+        Clock::time_point end = Clock::now() + std::chrono::seconds(60);
+        bool flowing = false;
+        while (Clock::now() < end) {
+            const ssize_t got = read(reader, sink, sizeof sink);
+            if (got > 0 && !flowing) {
+                flowing = true;
+                end = Clock::now() + std::chrono::seconds(4);
+            }
+            if (got <= 0)
+                std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        close(reader);
+    });
+    // Without a reader the plugin's writes raise SIGPIPE, which a real card never does.
+    const std::string environment = "env HOME='" + folder + "' XDG_CONFIG_HOME='" + folder +
+                                    "/config' timeout 60 sh -c 'trap \"\" PIPE; exec \"$0\" \"$@\"'";
+    Outcome run = tavro({"--record", path, "--duration", "30", "--video-input=test-picture",
+                         "--audio-input=tavrofail"},
+                        environment);
+    card.join();
+    EXPECT_EQ(run.exitStatus, 1) << run.err;
+    EXPECT_NE(run.err.find("stopped after "), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("The audio input \"Failing capture\" (tavrofail) has stopped."),
+              std::string::npos)
+        << run.err;
+    EXPECT_NE(run.err.find("keeps "), std::string::npos) << run.err;
+    MovieSummary movie = readMovie(path);
+    std::filesystem::remove_all(folder);
+    ASSERT_EQ(movie.openError, 0);
+    ASSERT_NE(movie.Video(), nullptr);
+    EXPECT_GE(movie.Video()->frames, 10);
+    EXPECT_EQ(movie.Video()->decodeErrors, 0);
+    ASSERT_NE(movie.Audio(), nullptr);
+    EXPECT_EQ(movie.Audio()->decodeErrors, 0);
 }
 
 TEST(HeadlessRecorder, CommandLineRunsLeaveADamagedSettingsFileAsItIs) {
