@@ -13,6 +13,12 @@
 
 namespace {
 
+// Whether the engine has an input of `kind` in use.
+bool hasInput(const Tavro* engine, DeviceKind kind) {
+    return (kind == DeviceKind::VideoInput ? engine->VideoInputNode()
+                                           : engine->AudioInputNode()) != nullptr;
+}
+
 // "Name - id", or "Name (built in)".
 QString labelOf(const MediaDevice& device) {
     QString label = QString::fromStdString(device.name);
@@ -42,6 +48,7 @@ InputSettingsView::InputSettingsView(Tavro* engine, DeviceKind kind, QWidget* pa
     fStatus->hide();
     fLayout->addWidget(fStatus);
     fNoControls = new QLabel("This device has no controls.");
+    fNoControls->setObjectName("noControls");
     fNoControls->hide();
     fLayout->addWidget(fNoControls);
     UpdateDevices();
@@ -116,7 +123,8 @@ void InputSettingsView::UpdateParameters() {
                                             ? fEngine->GetVideoInputParameters()
                                             : fEngine->GetAudioInputParameters();
     const bool hasControls = web != nullptr && web->CountParameters() > 0;
-    fNoControls->setVisible(!hasControls);
+    // Without a device in use (a chosen one missing) there is nothing to say about controls.
+    fNoControls->setVisible(hasInput(fEngine, fKind) && !hasControls);
     if (!hasControls)
         return;
     fParameters = new ParameterView(std::move(web));
@@ -126,9 +134,7 @@ void InputSettingsView::UpdateParameters() {
 
 void InputSettingsView::ParametersGone() {
     // Rebuilt elsewhere (the other input's window): the new node's view, if there is one.
-    const bool hasInput = fKind == DeviceKind::VideoInput ? fEngine->VideoInputNode() != nullptr
-                                                          : fEngine->AudioInputNode() != nullptr;
-    if (!hasInput)
+    if (!hasInput(fEngine, fKind))
         return;  // the old view says the input is gone
     UpdateParameters();
     UpdateDevices();

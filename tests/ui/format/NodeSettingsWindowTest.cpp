@@ -178,6 +178,7 @@ TEST_F(InputSettingsWindows, AnInputWithoutControlsStillOffersItsDevices) {
     auto* view = qobject_cast<InputSettingsView*>(window->View());
     EXPECT_EQ(view->Parameters(), nullptr);
     EXPECT_EQ(itemsOf(view->DeviceMenu()), QStringList{"Test Tone (built in)"});
+    EXPECT_FALSE(view->findChild<QLabel*>("noControls")->isHidden());
     window->close();
     drain();
 }
@@ -236,6 +237,7 @@ TEST_F(InputSettingsWindows, ANamedDeviceThatIsNotThereIsShownAsMissing) {
     EXPECT_FALSE(view->StatusLine()->isHidden());
     EXPECT_TRUE(view->StatusLine()->text().contains("/dev/video7"));
     EXPECT_EQ(view->Parameters(), nullptr);
+    EXPECT_TRUE(view->findChild<QLabel*>("noControls")->isHidden()) << "no device, no remark";
 
     view->DeviceMenu()->activated(0);  // the card, which is there
     drain();
