@@ -33,9 +33,11 @@ class AudioBlockSink;
 class AudioConsumer;
 class DeviceBackend;
 class FormatSetting;
+class MediaFile;
 class MediaTrack;
 class MessageTarget;
 class PreviewHost;
+struct RecordingReport;
 class RingMonitor;
 class VideoConsumer;
 class VideoFrameSink;
@@ -130,6 +132,9 @@ public:
     void StopOnError(const char* text, status_t status);
     // Why the running or last recording was asked to stop (B_OK: it was not), with the text.
     status_t RecordingError(std::string* text = nullptr) const;
+    // Fills in what the engine knows of the last recording (its times, inputs, counts and
+    // the error that stopped it) when `file` was its file; false otherwise. After Stop.
+    bool FillReport(const MediaFile* file, RecordingReport* report);
     // Video frames the file took, and the recording-relative time of the last of them.
     int64 WrittenVideoFrames() const { return fWrittenVideoFrames.load(); }
     bigtime_t WrittenVideoTime() const { return fWrittenVideoTime.load(); }
@@ -363,6 +368,13 @@ private:
     // Counted by the video writer, reset by Start.
     std::atomic<int64> fWrittenVideoFrames{0};
     std::atomic<bigtime_t> fWrittenVideoTime{0};
+    // For the report: the last recording's file and wall-clock times. Control thread, but for
+    // fRecordingErrorTime (under fErrorLock).
+    const MediaFile* fReportFile = nullptr;
+    bool fReportAudio = false;
+    bigtime_t fStartedAt = 0;
+    bigtime_t fStoppedAt = 0;
+    bigtime_t fRecordingErrorTime = 0;
     // Set by the first StopOnError of a recording (any thread), cleared by Start.
     std::atomic<bool> fStopRequested{false};
     mutable std::mutex fErrorLock;  // guards fRecordingError and fRecordingErrorText

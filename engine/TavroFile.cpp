@@ -1,10 +1,15 @@
 #include "engine/TavroFile.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <system_error>
 
 #include "app/ErrorAlert.h"
+#include "engine/RecordingReport.h"
 #include "engine/Tavro.h"
+#include "media/file/MediaTrack.h"
+#include "support/Clock.h"
 
 TavroFile::TavroFile(const char* name, FormatSetting* format, Tavro* engine,
                      ExistingFile existing)
@@ -46,7 +51,39 @@ TavroFile::~TavroFile() {
 }
 
 status_t TavroFile::Close() {
-    return file ? file->CloseFile() : B_OK;
+    if (!file)
+        return B_OK;
+    const status_t status = file->CloseFile();
+    if (fReported)
+        return status;
+    fReported = true;
+    RecordingReport report;
+    report.file = file->Path();
+    if (engine == nullptr || !engine->FillReport(file.get(), &report))
+        return status;  // never recorded into: no report
+    report.formatName = format->Text();
+    report.container = file->FileFormat().short_name;
+    if (videoTrack != nullptr)
+        report.videoEncoder = videoTrack->CodecInfo().short_name;
+    if (audioTrack != nullptr)
+        report.audioEncoder = audioTrack->CodecInfo().short_name;
+    report.width = format->videoWidth;
+    report.height = format->videoHeight;
+    report.colorSpace = colorSpaceName(color_space(format->colorSpace));
+    media_format video;
+    engine->GetVideoFormat(&video);
+    report.frameRate =
+        double(video.raw_video.field_rate) / double(std::max<int32>(1, format->frameDivisor));
+    report.audioRate = format->audioFrameRate;
+    report.audioChannels = format->audioChannels;
+    // The engine's error stopped the recording; a failed close comes on top of it.
+    std::string engineError;
+    if (status != B_OK && engine->RecordingError(&engineError) == B_OK)
+        report.errors.push_back({real_time_clock_usecs(), "Could not finish the video file.", status});
+    if (status_t written = writeRecordingReport(report); written != B_OK)
+        std::fprintf(stderr, "tavro: could not write the report %s [%s]\n",
+                     recordingReportPath(report.file).c_str(), statusText(written).c_str());
+    return status;
 }
 
 status_t TavroFile::CreateFile(const char* name) {

@@ -31,6 +31,8 @@ public:
     status_t CreateFile(const char* name);
     // Flushes the tracks, writes the trailer and closes the file: the first error of any
     // write, the trailer or the close (B_OK without a file). Further calls return the same.
+    // The first call after the engine recorded into the file writes its report beside it
+    // (see RecordingReport.h).
     status_t Close();
     // Null on failure; the track belongs to `file`.
     MediaTrack* CreateVideoTrack();
@@ -52,6 +54,7 @@ public:
 
 private:
     ExistingFile fExisting;
+    bool fReported = false;
     // The encoder named `name` that `fileFormat` offers for `input`; false when none.
     bool FindEncoder(const media_format& input, const char* name, media_codec_info* info) const;
 };

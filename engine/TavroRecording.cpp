@@ -12,6 +12,7 @@
 #include "app/MessageCodes.h"
 #include "engine/AudioConsumer.h"
 #include "engine/PreviewSinks.h"
+#include "engine/RecordingReport.h"
 #include "engine/Tavro.h"
 #include "engine/VideoConsumer.h"
 #include "media/file/AudioResampler.h"
@@ -148,6 +149,7 @@ void Tavro::StopOnError(const char* text, status_t status) {
         std::lock_guard<std::mutex> lock(fErrorLock);
         fRecordingError = status;
         fRecordingErrorText = text;
+        fRecordingErrorTime = real_time_clock_usecs();
     }
     if (MessageTarget* target = fStopTarget.load()) {
         Message stop(kMsgStop);
@@ -222,6 +224,10 @@ status_t Tavro::Start() {
     }
     fWrittenVideoFrames.store(0);
     fWrittenVideoTime.store(0);
+    fReportFile = fVideoTrack != nullptr ? fVideoTrack->File() : nullptr;
+    fReportAudio = fAudioTrack != nullptr;
+    fStartedAt = real_time_clock_usecs();
+    fStoppedAt = 0;
     fVideoLeftInRing.store(0);
     fAudioLeftInRing.store(0);
     fRecordingOrigin.Reset();
@@ -264,6 +270,7 @@ status_t Tavro::Stop() {
     // The nodes stop filling the rings first; the writers then write what the rings still
     // hold (for at most kDrainTime) and count the rest, so that nothing recorded is lost
     // uncounted.
+    const bool wasRecording = fRecording.load();
     if (fVideoConsumer != nullptr) {
         fVideoConsumer->SetRecording(false);
         fVideoConsumer->SetRing(nullptr);
@@ -294,9 +301,34 @@ status_t Tavro::Stop() {
     fVideoTrack = nullptr;
     fAudioTrack = nullptr;
 
+    if (wasRecording)
+        fStoppedAt = real_time_clock_usecs();
     // The changes held back during the recording.
     FlushChanges();
     return B_OK;
+}
+
+bool Tavro::FillReport(const MediaFile* file, RecordingReport* report) {
+    if (file == nullptr || file != fReportFile || fStoppedAt == 0)
+        return false;
+    report->started = fStartedAt;
+    report->stopped = fStoppedAt;
+    if (fRoster != nullptr) {
+        for (auto [device, name] : {std::pair{fRoster->DefaultVideoInput(), &report->videoInput},
+                                    std::pair{fRoster->DefaultAudioInput(), &report->audioInput}}) {
+            if (device != nullptr)
+                *name = device->name + (device->id != device->name ? " (" + device->id + ")" : "");
+        }
+    }
+    report->videoFramesWritten = fWrittenVideoFrames.load();
+    if (fVideoConsumer != nullptr)
+        report->video = {true, VideoFramesCounter(), DroppedVideoFrames(), VideoRingFullDrops()};
+    if (fAudioConsumer != nullptr && fReportAudio)
+        report->audio = {true, AudioFramesCounter(), DroppedAudioFrames(), AudioRingFullDrops()};
+    std::lock_guard<std::mutex> lock(fErrorLock);
+    if (fRecordingError != B_OK)
+        report->errors.push_back({fRecordingErrorTime, fRecordingErrorText, fRecordingError});
+    return true;
 }
 
 int32 Tavro::VideoWriter(Tavro* self) {

@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "app/MessageCodes.h"
@@ -138,6 +140,24 @@ TEST_F(EngineRecording, SkipFramesAndAReducedAudioTrackWriteHalfTheFrames) {
     EXPECT_EQ(movie.Audio()->sampleRate, 22050);
     EXPECT_EQ(movie.Audio()->channels, 1);
     EXPECT_EQ(movie.Audio()->samples, recordedAudio * int64(input.raw_audio.buffer_size / 4 / 2));
+
+    // The report beside the file: what was recorded, as the file holds it.
+    std::ifstream reportFile(path + ".log");
+    std::stringstream read;
+    read << reportFile.rdbuf();
+    const std::string report = read.str();
+    std::remove((path + ".log").c_str());
+    for (const std::string& expected :
+         {"File: " + path + "\n", std::string("Format: test\n"), std::string("Container: avi\n"),
+          std::string("Video: raw-video, 384x288 B_RGB32, 12.500 frames/s\n"),
+          std::string("Audio: raw-audio, 22050 Hz, 1 channel\n"),
+          std::string("Video input: Test Picture (test-picture)\n"),
+          "Video frames written: " + std::to_string(movie.Video()->frames) + "\n",
+          std::string("Errors: none\n")})
+        EXPECT_NE(report.find(expected), std::string::npos) << expected << "in\n" << report;
+    EXPECT_NE(report.find("Started: "), std::string::npos) << report;
+    EXPECT_NE(report.find("Stopped: "), std::string::npos) << report;
+    EXPECT_NE(report.find("Sound buffers: "), std::string::npos) << report;
 }
 
 // Also a recording without an audio track: no sound is recorded or written.

@@ -9,7 +9,9 @@
 
 #include <atomic>
 #include <csignal>
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <thread>
 
@@ -53,6 +55,16 @@ protected:
         while (!condition() && system_time() < end)
             snooze(10000);
         return condition();
+    }
+
+    // The report beside the file; removed.
+    std::string readReport() {
+        const std::string name = path + ".log";
+        std::ifstream file(name);
+        std::stringstream text;
+        text << file.rdbuf();
+        std::remove(name.c_str());
+        return text.str();
     }
 
     MessageQueue stopTarget;
@@ -104,6 +116,10 @@ TEST_F(InputLoss, AVanishedCardStopsTheRecordingWithItsName) {
         const int64 written = engine.WrittenVideoFrames();  // with what Stop drained
         ASSERT_EQ(file->Close(), B_OK);
         engine.SetStopTarget(nullptr);
+        // The report beside the file tells the same, with its time.
+        const std::string report = readReport();
+        EXPECT_NE(report.find("Error: "), std::string::npos) << report;
+        EXPECT_NE(report.find(text + " [No such device]"), std::string::npos) << report;
         if (test.beforeStart)
             continue;
         // Everything the writer took is in the file and decodes.
