@@ -102,7 +102,7 @@ double encodeWithTrack(const Case& test, const std::vector<std::vector<uint8>>& 
     if (std::string(test.encoder) == "libx264") {
         ParameterWeb* web = track->Web();
         for (int32 i = 0; i < web->CountParameters(); i++) {
-            if (web->ParameterAt(i)->Name() == "preset")
+            if (web->ParameterAt(i)->Name().ends_with("(preset)"))
                 web->ParameterAt(i)->SetValue("ultrafast", 9, 0);
         }
     }

@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -49,6 +50,33 @@ bool isInteger(int type) {
     return type == AV_OPT_TYPE_INT || type == AV_OPT_TYPE_INT64 || type == AV_OPT_TYPE_UINT64;
 }
 
+// The options most people touch, in the order the "Common" group shows them, labelled in
+// words with FFmpeg's name after them. An encoder shows those it has. `top` (when not 0)
+// narrows a range that reaches to the integer limit to one a slider can cover.
+struct CommonOption {
+    const char* name;
+    const char* words;
+    const char* unit;
+    double top;
+    bool soundOnly = false;  // a picture encoder has it from AVCodecContext but ignores it
+};
+constexpr CommonOption kCommonOptions[] = {
+    {"rc", "Rate control", "", 0},
+    {"rc_mode", "Rate control", "", 0},
+    {"end-usage", "Rate control", "", 0},
+    {"b", "Bit rate", "bit/s", 100e6},
+    {"crf", "Constant quality", "", 0},
+    {"qp", "Constant quantiser", "", 0},
+    {"vbr", "Variable bit rate", "", 0},
+    {"preset", "Speed preset", "", 0},
+    {"deadline", "Speed", "", 0},
+    {"cpu-used", "Speed", "", 0},
+    {"compression_level", "Compression level", "", 0, true},
+    {"g", "Keyframe interval", "frames", 1000},
+    {"profile", "Profile", "", 0},
+    {"tune", "Tuned for", "", 0},
+};
+
 }  // namespace
 
 int32 EncoderParameters::IdFor(const char* className, const char* name) {
@@ -68,84 +96,142 @@ int32 EncoderParameters::IdFor(const char* className, const char* name) {
 }
 
 EncoderParameters::EncoderParameters(AVCodecContext* context, Controllable* owner)
-    : fWeb(std::make_unique<ParameterWeb>(owner)) {
-    int mediaFlag = context->codec_type == AVMEDIA_TYPE_VIDEO ? AV_OPT_FLAG_VIDEO_PARAM
-                                                              : AV_OPT_FLAG_AUDIO_PARAM;
-    const AVCodec* codec = context->codec;
-    if (codec->priv_class != nullptr && context->priv_data != nullptr) {
-        const char* groupName = codec->long_name != nullptr ? codec->long_name : codec->name;
-        AddOptions(fWeb->MakeGroup(groupName), context->priv_data, mediaFlag, true);
-    }
-    AddOptions(fWeb->MakeGroup("General"), context, mediaFlag, false);
+    : fContext(context), fWeb(std::make_unique<ParameterWeb>(owner)) {
+    Build(fWeb.get(), &fEntries);
 }
 
 EncoderParameters::~EncoderParameters() = default;
 
-void EncoderParameters::AddOptions(ParameterGroup* group, void* object, int mediaFlag,
-                                   bool privateOptions) {
-    const AVClass* avClass = *static_cast<const AVClass**>(object);
+std::unique_ptr<ParameterWeb> EncoderParameters::NewWeb() const {
+    auto web = std::make_unique<ParameterWeb>(fWeb->Owner());
+    Build(web.get(), nullptr);
+    return web;
+}
+
+void EncoderParameters::Build(ParameterWeb* web, std::vector<Entry>* entries) const {
+    Builder builder{web, entries, {}};
+    builder.mediaFlag = fContext->codec_type == AVMEDIA_TYPE_VIDEO ? AV_OPT_FLAG_VIDEO_PARAM
+                                                                   : AV_OPT_FLAG_AUDIO_PARAM;
+    const AVCodec* codec = fContext->codec;
+    void* privateData = codec->priv_class != nullptr && fContext->priv_data != nullptr
+                            ? fContext->priv_data
+                            : nullptr;
+
+    // The common options, each from the encoder's own class when it has one of that name.
+    struct Found {
+        const CommonOption* wanted;
+        void* object;
+        const AVOption* option;
+    };
+    std::vector<Found> found;
+    std::set<std::string_view> shown;
+    for (const CommonOption& wanted : kCommonOptions) {
+        if (shown.contains(wanted.words) ||
+            (wanted.soundOnly && fContext->codec_type != AVMEDIA_TYPE_AUDIO))
+            continue;
+        for (void* object : {privateData, static_cast<void*>(fContext)}) {
+            if (object == nullptr)
+                continue;
+            const AVOption* option = av_opt_find(object, wanted.name, nullptr, 0, 0);
+            if (option == nullptr || !Takes(builder, option, object == privateData))
+                continue;
+            found.push_back({&wanted, object, option});
+            shown.insert(wanted.words);
+            break;
+        }
+    }
+    if (!found.empty()) {
+        ParameterGroup* common = web->MakeGroup("Common");
+        const bool sound = fContext->codec_type == AVMEDIA_TYPE_AUDIO;
+        for (const Found& each : found) {
+            // Sound's bit rates are a hundredth of picture's.
+            double top = sound ? each.wanted->top / 100 : each.wanted->top;
+            std::string label = std::string(each.wanted->words) + " (" + each.wanted->name + ")";
+            AddOption(&builder, common, each.object, each.option, label, each.wanted->unit, top);
+        }
+    }
+
+    // The long tail: everything else, the encoder's own options first.
+    if (privateData != nullptr) {
+        const char* groupName = codec->long_name != nullptr ? codec->long_name : codec->name;
+        AddOptions(&builder, web->MakeGroup(groupName), privateData, true);
+    }
+    AddOptions(&builder, web->MakeGroup("General"), fContext, false);
+}
+
+bool EncoderParameters::Takes(const Builder& builder, const AVOption* option, bool privateOption) {
+    if (option->type == AV_OPT_TYPE_CONST || option->offset <= 0)
+        return false;
+    if (!(option->flags & AV_OPT_FLAG_ENCODING_PARAM))
+        return false;
+    // Private options of a single-type codec do not always say which type they are for.
+    if (!privateOption && !(option->flags & builder.mediaFlag))
+        return false;
+    if (option->flags & (AV_OPT_FLAG_DEPRECATED | AV_OPT_FLAG_READONLY))
+        return false;
+    if (!privateOption) {
+        for (std::string_view name : kOwnOptions) {
+            if (name == option->name)
+                return false;
+        }
+    }
+    return option->type != AV_OPT_TYPE_BINARY && option->type != AV_OPT_TYPE_CHANNEL_LAYOUT &&
+           option->type != AV_OPT_TYPE_CHLAYOUT;
+}
+
+void EncoderParameters::AddOptions(Builder* builder, ParameterGroup* group, void* object,
+                                   bool privateOptions) const {
     std::set<int> offsets;  // aliases share an offset; the first name stands for them
     const AVOption* option = nullptr;
     while ((option = av_opt_next(object, option)) != nullptr) {
-        if (option->type == AV_OPT_TYPE_CONST || option->offset <= 0)
-            continue;
-        if (!(option->flags & AV_OPT_FLAG_ENCODING_PARAM))
-            continue;
-        // Private options of a single-type codec do not always say which type they are for.
-        if (!privateOptions && !(option->flags & mediaFlag))
-            continue;
-        if (option->flags & (AV_OPT_FLAG_DEPRECATED | AV_OPT_FLAG_READONLY))
-            continue;
-        if (!privateOptions) {
-            bool own = false;
-            for (std::string_view name : kOwnOptions)
-                own |= name == option->name;
-            if (own)
-                continue;
-        }
-        if (option->type == AV_OPT_TYPE_BINARY || option->type == AV_OPT_TYPE_CHANNEL_LAYOUT ||
-            option->type == AV_OPT_TYPE_CHLAYOUT)
+        if (!Takes(*builder, option, privateOptions) || builder->placed.contains(option))
             continue;
         if (!offsets.insert(option->offset).second)
             continue;
-
-        int32 id = IdFor(avClass->class_name, option->name);
-        while (fWeb->ParameterWithID(id) != nullptr)
-            id = id == INT32_MAX ? 1 : id + 1;
-        const char* kind = kindFor(option->name);
-        std::string label = option->name;
-
-        ParameterType type;
-        if (option->type == AV_OPT_TYPE_BOOL) {
-            MediaParameter* parameter = group->MakeDiscreteParameter(id, label, kind);
-            if (option->min < 0)
-                parameter->AddItem(-1, "auto");
-            parameter->AddItem(0, "off");
-            parameter->AddItem(1, "on");
-            type = ParameterType::Discrete;
-        } else if (isInteger(option->type) && option->unit != nullptr) {
-            MediaParameter* parameter = group->MakeDiscreteParameter(id, label, kind);
-            const AVOption* constant = nullptr;
-            while ((constant = av_opt_next(object, constant)) != nullptr) {
-                if (constant->type == AV_OPT_TYPE_CONST && constant->unit != nullptr &&
-                    std::strcmp(constant->unit, option->unit) == 0 &&
-                    constant->default_val.i64 >= INT32_MIN &&
-                    constant->default_val.i64 <= INT32_MAX)
-                    parameter->AddItem(int32(constant->default_val.i64), constant->name);
-            }
-            type = ParameterType::Discrete;
-        } else if (isInteger(option->type) || option->type == AV_OPT_TYPE_FLOAT ||
-                   option->type == AV_OPT_TYPE_DOUBLE) {
-            float step = isInteger(option->type) ? 1.0f : 0.0f;
-            group->MakeContinuousParameter(id, label, kind, "", float(option->min),
-                                           float(option->max), step);
-            type = ParameterType::Continuous;
-        } else {
-            group->MakeTextParameter(id, label, kind, kMaxTextBytes);
-            type = ParameterType::Text;
-        }
-        fEntries.push_back({id, object, option, type, 0});
+        AddOption(builder, group, object, option, option->name, "", 0);
     }
+}
+
+void EncoderParameters::AddOption(Builder* builder, ParameterGroup* group, void* object,
+                                  const AVOption* option, const std::string& label,
+                                  const char* unit, double top) const {
+    const AVClass* avClass = *static_cast<const AVClass**>(object);
+    int32 id = IdFor(avClass->class_name, option->name);
+    while (builder->web->ParameterWithID(id) != nullptr)
+        id = id == INT32_MAX ? 1 : id + 1;
+    const char* kind = kindFor(option->name);
+    builder->placed.insert(option);
+
+    ParameterType type;
+    if (option->type == AV_OPT_TYPE_BOOL) {
+        MediaParameter* parameter = group->MakeDiscreteParameter(id, label, kind);
+        if (option->min < 0)
+            parameter->AddItem(-1, "auto");
+        parameter->AddItem(0, "off");
+        parameter->AddItem(1, "on");
+        type = ParameterType::Discrete;
+    } else if (isInteger(option->type) && option->unit != nullptr) {
+        MediaParameter* parameter = group->MakeDiscreteParameter(id, label, kind);
+        const AVOption* constant = nullptr;
+        while ((constant = av_opt_next(object, constant)) != nullptr) {
+            if (constant->type == AV_OPT_TYPE_CONST && constant->unit != nullptr &&
+                std::strcmp(constant->unit, option->unit) == 0 &&
+                constant->default_val.i64 >= INT32_MIN && constant->default_val.i64 <= INT32_MAX)
+                parameter->AddItem(int32(constant->default_val.i64), constant->name);
+        }
+        type = ParameterType::Discrete;
+    } else if (isInteger(option->type) || option->type == AV_OPT_TYPE_FLOAT ||
+               option->type == AV_OPT_TYPE_DOUBLE) {
+        float step = isInteger(option->type) ? 1.0f : 0.0f;
+        double max = top > 0 ? std::min(option->max, top) : option->max;
+        group->MakeContinuousParameter(id, label, kind, unit, float(option->min), float(max), step);
+        type = ParameterType::Continuous;
+    } else {
+        group->MakeTextParameter(id, label, kind, kMaxTextBytes);
+        type = ParameterType::Text;
+    }
+    if (builder->entries != nullptr)
+        builder->entries->push_back({id, object, option, type, 0});
 }
 
 const EncoderParameters::Entry* EncoderParameters::Find(int32 id) const {

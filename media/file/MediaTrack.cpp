@@ -259,6 +259,10 @@ ParameterWeb* MediaTrack::Web() const {
     return fParameters ? fParameters->Web() : nullptr;
 }
 
+std::unique_ptr<ParameterWeb> MediaTrack::NewWeb() const {
+    return fParameters ? fParameters->NewWeb() : nullptr;
+}
+
 status_t MediaTrack::SetParameterValue(int32 id, const void* value, size_t size) {
     return SetParameterValue(id, system_time(), value, size);
 }

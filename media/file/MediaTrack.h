@@ -43,6 +43,8 @@ public:
 
     // The encoder's options; the web belongs to the track and lives as long as it.
     ParameterWeb* Web() const;
+    // A web of its own like Web(), for a view that owns what it shows; null before Init.
+    std::unique_ptr<ParameterWeb> NewWeb() const;
     status_t SetParameterValue(int32 id, const void* value, size_t size);
     status_t GetParameterValue(int32 id, bigtime_t* lastChange, void* value, size_t* size) override;
     status_t SetParameterValue(int32 id, bigtime_t when, const void* value, size_t size) override;

@@ -143,10 +143,12 @@ TEST(EncoderWalk, EncodersThatCannotRecordAreNotOffered) {
     input.type = B_MEDIA_RAW_VIDEO;
     media_codec_info info;
     std::vector<std::string> names;
-    for (int32 cookie = 0; get_next_encoder(&cookie, &input, nullptr, &info, nullptr, nullptr) == B_OK;)
+    for (int32 cookie = 0;
+         get_next_encoder(&cookie, &input, nullptr, &info, nullptr, nullptr) == B_OK;)
         names.push_back(info.short_name);
     input.type = B_MEDIA_RAW_AUDIO;
-    for (int32 cookie = 0; get_next_encoder(&cookie, &input, nullptr, &info, nullptr, nullptr) == B_OK;)
+    for (int32 cookie = 0;
+         get_next_encoder(&cookie, &input, nullptr, &info, nullptr, nullptr) == B_OK;)
         names.push_back(info.short_name);
     ASSERT_FALSE(names.empty());
     for (const char* refused : {"libsvtav1", "comfortnoise"})
@@ -170,8 +172,8 @@ std::vector<std::string> walkedContainers() {
     media_file_format format;
     for (int32 cookie = 0; get_next_file_format(&cookie, &format) == B_OK;) {
         if ((format.capabilities & media_file_format::B_WRITABLE) &&
-            (format.capabilities & (media_file_format::B_KNOWS_RAW_VIDEO |
-                                    media_file_format::B_KNOWS_ENCODED_VIDEO)))
+            (format.capabilities &
+             (media_file_format::B_KNOWS_RAW_VIDEO | media_file_format::B_KNOWS_ENCODED_VIDEO)))
             names.push_back(format.short_name);
     }
     return names;

@@ -6,6 +6,10 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
 
 #include "app/Parameter.h"
 #include "media/file/EncoderParameters.h"
@@ -196,9 +200,12 @@ Written writeWithSetup(const char* fileFormat, const char* encoder, const TrackS
     return written;
 }
 
+// The parameter of FFmpeg's option `name`: so named, or labelled in words before "(name)".
 MediaParameter* parameterNamed(ParameterWeb* web, const char* name) {
+    const std::string bracketed = std::string(" (") + name + ")";
     for (int32 i = 0; i < web->CountParameters(); i++) {
-        if (web->ParameterAt(i)->Name() == name)
+        const std::string& label = web->ParameterAt(i)->Name();
+        if (label == name || label.ends_with(bracketed))
             return web->ParameterAt(i);
     }
     return nullptr;
@@ -335,6 +342,70 @@ TEST(MediaTrackParameters, WebDescribesTheEncoderOptionsWithStableIds) {
     EXPECT_EQ(gop->SetValue(&tooLarge, sizeof(tooLarge), 0), B_OK);  // clamped into range
     EXPECT_EQ(gop->SetValue(&tooLarge, 2, 0), B_BAD_VALUE);
     EXPECT_EQ(x264->SetParameterValue(12345, &tooLarge, sizeof(tooLarge)), B_BAD_INDEX);
+}
+
+TEST(MediaTrackParameters, CommonOptionsComeFirstInWordsAndASecondWebReachesTheSameTrack) {
+    media_file_format format;
+    ASSERT_TRUE(findFileFormat("matroska", &format));
+    MediaFile file(temporaryPath("mkv").c_str(), &format);
+    media_format input = rawVideoFormat(B_RGB32, 64, 48, 25);
+    media_codec_info info;
+    ASSERT_TRUE(findEncoder(format, input, "libx264", &info));
+    MediaTrack* x264 = file.CreateTrack(&input, &info);
+    ASSERT_TRUE(findEncoder(format, rawAudioFormat(48000, 2), "aac", &info));
+    MediaTrack* aac = file.CreateTrack(&(input = rawAudioFormat(48000, 2)), &info);
+    ASSERT_NE(x264, nullptr);
+    ASSERT_NE(aac, nullptr);
+
+    struct Case {
+        MediaTrack* track;
+        std::vector<std::string> common;
+    };
+    const Case cases[] = {
+        {x264,
+         {"Bit rate (b)", "Constant quality (crf)", "Constant quantiser (qp)",
+          "Speed preset (preset)", "Keyframe interval (g)", "Profile (profile)",
+          "Tuned for (tune)"}},
+        {aac, {"Bit rate (b)", "Compression level (compression_level)", "Profile (profile)"}},
+    };
+    for (const Case& each : cases) {
+        ParameterWeb* web = each.track->Web();
+        ASSERT_GT(web->CountGroups(), 1);
+        ParameterGroup* common = web->GroupAt(0);
+        EXPECT_EQ(common->Name(), "Common");
+        std::vector<std::string> names;
+        for (int32 i = 0; i < common->CountParameters(); i++)
+            names.push_back(common->ParameterAt(i)->Name());
+        EXPECT_EQ(names, each.common);
+    }
+    // Shown once: the long tail leaves out what the common group has.
+    for (const char* name : {"b", "crf", "preset", "g"}) {
+        int count = 0;
+        for (int32 i = 0; i < x264->Web()->CountParameters(); i++) {
+            const std::string& label = x264->Web()->ParameterAt(i)->Name();
+            count += label == name || label.ends_with(std::string("(") + name + ")");
+        }
+        EXPECT_EQ(count, 1) << name;
+    }
+
+    // A second web: the same parameters, ids and owner; a value set through it is the track's.
+    std::unique_ptr<ParameterWeb> second = x264->NewWeb();
+    ParameterWeb* first = x264->Web();
+    ASSERT_EQ(second->CountParameters(), first->CountParameters());
+    for (int32 i = 0; i < first->CountParameters(); i++) {
+        EXPECT_EQ(second->ParameterAt(i)->ID(), first->ParameterAt(i)->ID());
+        EXPECT_EQ(second->ParameterAt(i)->Name(), first->ParameterAt(i)->Name());
+    }
+    EXPECT_EQ(second->Owner(), x264);
+    float every = 12;
+    ASSERT_EQ(parameterNamed(second.get(), "g")->SetValue(&every, sizeof(every), 0), B_OK);
+    float read = 0;
+    size_t size = sizeof(read);
+    ASSERT_EQ(parameterNamed(first, "g")->GetValue(&read, &size, nullptr), B_OK);
+    EXPECT_EQ(read, 12);
+    // Bit rates run on a slider's scale, not to the integer limit.
+    EXPECT_EQ(parameterNamed(first, "b")->MaxValue(), 100e6f);
+    EXPECT_EQ(parameterNamed(aac->Web(), "b")->MaxValue(), 1e6f);
 }
 
 TEST(MediaTrackParameters, GopSizeChangesTheFileAndSnapshotsReproduceIt) {
