@@ -52,7 +52,7 @@ bool isInteger(int type) {
 
 // The options most people touch, in the order the "Common" group shows them, labelled in
 // words with FFmpeg's name after them. An encoder shows those it has. `top` (when not 0)
-// narrows a range that reaches to the integer limit to one a slider can cover.
+// narrows a range that reaches to the integer limits to 0..top, which a slider can cover.
 struct CommonOption {
     const char* name;
     const char* words;
@@ -223,8 +223,10 @@ void EncoderParameters::AddOption(Builder* builder, ParameterGroup* group, void*
     } else if (isInteger(option->type) || option->type == AV_OPT_TYPE_FLOAT ||
                option->type == AV_OPT_TYPE_DOUBLE) {
         float step = isInteger(option->type) ? 1.0f : 0.0f;
+        // A narrowed range starts at 0: below it FFmpeg keeps "unset" and "automatic".
+        double min = top > 0 ? std::max(option->min, 0.0) : option->min;
         double max = top > 0 ? std::min(option->max, top) : option->max;
-        group->MakeContinuousParameter(id, label, kind, unit, float(option->min), float(max), step);
+        group->MakeContinuousParameter(id, label, kind, unit, float(min), float(max), step);
         type = ParameterType::Continuous;
     } else {
         group->MakeTextParameter(id, label, kind, kMaxTextBytes);

@@ -41,8 +41,8 @@ struct ColorSpaceChoice {
 };
 
 constexpr ColorSpaceChoice kColorSpaces[] = {
-    {"Gray 8-bit", B_GRAY8},         {"High-Color 15-bit", B_RGB15}, {"High-Color 16-bit", B_RGB16},
-    {"True-Color 24-bit", B_RGB24},  {"True-Color 32-bit", B_RGB32}, {"YCbCr-411", B_YCbCr411},
+    {"Gray 8-bit", B_GRAY8},        {"High-Color 15-bit", B_RGB15}, {"High-Color 16-bit", B_RGB16},
+    {"True-Color 24-bit", B_RGB24}, {"True-Color 32-bit", B_RGB32}, {"YCbCr-411", B_YCbCr411},
     {"YCbCr-422", B_YCbCr422},
 };
 
@@ -66,8 +66,8 @@ bool isEmpty(const char* text) {
 
 bool fileFormatCanWriteVideo(const media_file_format& format) {
     return (format.capabilities & media_file_format::B_WRITABLE) != 0 &&
-           (format.capabilities & (media_file_format::B_KNOWS_RAW_VIDEO |
-                                   media_file_format::B_KNOWS_ENCODED_VIDEO)) != 0;
+           (format.capabilities &
+            (media_file_format::B_KNOWS_RAW_VIDEO | media_file_format::B_KNOWS_ENCODED_VIDEO)) != 0;
 }
 
 void addEncoderToList(EncoderList* list, const media_format* input, const media_format* output) {
@@ -309,8 +309,6 @@ QWidget* FormatWindow::BuildVideoBox(FormatSetting* format) {
     connect(fVideoSettingsButton, &QPushButton::clicked, this,
             [this] { PostMessage(kMsgVideoEncoderSettings); });
     form->addRow(fVideoSettingsButton);
-    // The encoder parameter windows are not there yet.
-    fVideoSettingsButton->setEnabled(false);
     return box;
 }
 
@@ -353,7 +351,6 @@ QWidget* FormatWindow::BuildAudioBox(FormatSetting* format) {
     connect(fAudioSettingsButton, &QPushButton::clicked, this,
             [this] { PostMessage(kMsgAudioEncoderSettings); });
     form->addRow(fAudioSettingsButton);
-    fAudioSettingsButton->setEnabled(false);
     return box;
 }
 
@@ -483,6 +480,13 @@ void FormatWindow::SetFormat(FormatSetting* format) {
     if (fEngine != nullptr)
         fEngine->SetFormat(format);
     UpdateEncoderMenus();
+    UpdateEncoderButtons();
+}
+
+void FormatWindow::UpdateEncoderButtons() {
+    fVideoSettingsButton->setEnabled(fFileFormat != nullptr && fVideoEncoder != nullptr);
+    fAudioSettingsButton->setEnabled(fFileFormat != nullptr && fAudioEncoder != nullptr &&
+                                     !fAudioEncoder->short_name.empty());
 }
 
 void FormatWindow::UpdateEncoderMenus() {
@@ -499,8 +503,7 @@ void FormatWindow::UpdateEncoderMenus() {
     output.type = B_MEDIA_ENCODED_VIDEO;
     media_codec_info info;
     int32 cookie = 0;
-    while (get_next_encoder(&cookie, fFileFormat, &input, &output, &info, nullptr, nullptr) ==
-           B_OK)
+    while (get_next_encoder(&cookie, fFileFormat, &input, &output, &info, nullptr, nullptr) == B_OK)
         enableEncoder(&fVideoEncoders, &info);
 
     // "<no audio>" stays enabled: every file format can leave the sound out.
@@ -509,8 +512,7 @@ void FormatWindow::UpdateEncoderMenus() {
     input.type = B_MEDIA_RAW_AUDIO;
     output.type = B_MEDIA_ENCODED_AUDIO;
     cookie = 0;
-    while (get_next_encoder(&cookie, fFileFormat, &input, &output, &info, nullptr, nullptr) ==
-           B_OK)
+    while (get_next_encoder(&cookie, fFileFormat, &input, &output, &info, nullptr, nullptr) == B_OK)
         enableEncoder(&fAudioEncoders, &info);
 }
 
@@ -530,7 +532,8 @@ void FormatWindow::SelectListItem(const FormatSetting* format) {
 void FormatWindow::SortList() {
     std::vector<FormatSetting*> formats;
     for (int row = 0; row < fList->count(); row++)
-        formats.push_back(static_cast<FormatSetting*>(fList->item(row)->data(Qt::UserRole).value<void*>()));
+        formats.push_back(
+            static_cast<FormatSetting*>(fList->item(row)->data(Qt::UserRole).value<void*>()));
     std::stable_sort(formats.begin(), formats.end(), [](FormatSetting* a, FormatSetting* b) {
         return FormatSetting::CompareFunc(&a, &b) < 0;
     });

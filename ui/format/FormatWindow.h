@@ -20,6 +20,7 @@
 #include "media/file/FileFormats.h"
 #include "support/Geometry.h"
 #include "ui/Looper.h"
+#include "ui/format/NodeSettingsWindow.h"
 #include "ui/preview/QuitTarget.h"
 
 class FormatSetting;
@@ -84,6 +85,10 @@ public:
     // Enables the encoders the chosen file format can hold; both menus are disabled without one.
     void UpdateEncoderMenus();
 
+    // The open encoder parameter windows; null when closed.
+    NodeSettingsWindow* VideoEncoderWindow() const { return fVideoWindow; }
+    NodeSettingsWindow* AudioEncoderWindow() const { return fAudioWindow; }
+
     // The main window added `format` to the settings' list / removed it (not yet deleted).
     void AddFormat(FormatSetting* format);
     void RemoveFormat(FormatSetting* format);
@@ -128,6 +133,9 @@ private:
     void EncoderWindowClosed(bool video);
     // Stores the open encoder windows' values into the format shown and closes them.
     void SettleEncoderWindows();
+    // Stores the scratch track's values into the format shown.
+    void StoreEncoderParameters(bool video);
+    void UpdateEncoderButtons();
 
     void PostToQuitTarget(const Message& message);
 
@@ -165,8 +173,11 @@ private:
     MenuField* fChannelsField = nullptr;
     QPushButton* fAudioSettingsButton = nullptr;
 
-    // The encoder parameter windows while open, and the file whose tracks they show.
-    QPointer<QWidget> fVideoWindow;
-    QPointer<QWidget> fAudioWindow;
+    // The encoder parameter windows while open, and the file whose tracks they show. The
+    // file is made when the first window opens and goes once none is open; `fScratchLife`
+    // lives exactly as long, so that a view never reaches a track that has gone.
+    QPointer<NodeSettingsWindow> fVideoWindow;
+    QPointer<NodeSettingsWindow> fAudioWindow;
     std::unique_ptr<TavroFile> fScratchFile;
+    std::shared_ptr<int> fScratchLife;
 };

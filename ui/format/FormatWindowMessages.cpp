@@ -1,8 +1,11 @@
 // The format editor's message table: each edit goes into the format, to the engine, and is
 // reported to the quit target. A message without the field its edit needs changes nothing.
 
+#include <QFrame>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QWidget>
 
 #include <algorithm>
@@ -16,6 +19,7 @@
 #include "engine/TavroFile.h"
 #include "ui/format/FormatWindow.h"
 #include "ui/widgets/MenuField.h"
+#include "ui/widgets/ParameterView.h"
 #include "ui/widgets/QualitySlider.h"
 #include "ui/widgets/StatusMenuItem.h"
 
@@ -56,8 +60,11 @@ void FormatWindow::MessageReceived(Message* message) {
             if (fFormat == nullptr || message->FindPointer("format", &format) != B_OK)
                 break;
             fFileFormat = static_cast<const media_file_format*>(format);
+            // The scratch file was of the other container.
+            SettleEncoderWindows();
             fFormat->SetFileFormat(fFileFormat->short_name.c_str());
             UpdateEncoderMenus();
+            UpdateEncoderButtons();
             changed = true;
             break;
         }
@@ -69,6 +76,8 @@ void FormatWindow::MessageReceived(Message* message) {
                 message->FindPointer(video ? "videoEncoder" : "audioEncoder", &info) != B_OK)
                 break;
             auto* encoder = static_cast<const media_codec_info*>(info);
+            // The open windows show the encoder chosen before.
+            SettleEncoderWindows();
             if (video) {
                 fVideoEncoder = encoder;
                 fFormat->SetVideoEncoder(encoder->short_name.c_str());
@@ -76,6 +85,7 @@ void FormatWindow::MessageReceived(Message* message) {
                 fAudioEncoder = encoder;
                 fFormat->SetAudioEncoder(encoder->short_name.c_str());
             }
+            UpdateEncoderButtons();
             changed = true;
             break;
         }
@@ -240,8 +250,99 @@ bool FormatWindow::SizeTyped(bool width) {
 
 // #pragma mark - Encoder parameter windows
 
-void FormatWindow::OpenEncoderWindow(bool) {}
+void FormatWindow::OpenEncoderWindow(bool video) {
+    QPointer<NodeSettingsWindow>& window = video ? fVideoWindow : fAudioWindow;
+    if (window) {
+        window->raise();
+        window->activateWindow();
+        return;
+    }
+    if (fFormat == nullptr)
+        return;
+    if (!fScratchFile) {
+        // Made like a recording's file, so the tracks hold the format's stored values. No file
+        // appears: its header is never written.
+        auto file = std::make_unique<TavroFile>(nullptr, fFormat, fEngine);
+        if (file->status < B_OK)
+            return;  // the file has said why
+        fScratchFile = std::move(file);
+        fScratchLife = std::make_shared<int>(0);
+    }
+    MediaTrack* track = video ? fScratchFile->videoTrack : fScratchFile->audioTrack;
+    std::unique_ptr<ParameterWeb> web = track != nullptr ? track->NewWeb() : nullptr;
+    if (!web) {
+        if (!fVideoWindow && !fAudioWindow) {
+            fScratchFile.reset();
+            fScratchLife.reset();
+        }
+        return;
+    }
+    web->SetOwnerLife(fScratchLife);
+    auto* view = new ParameterView(std::move(web));
+    view->SetGoneText("The encoder was changed. Open its parameters again.");
+    // Encoders have a hundred options and more: the view scrolls inside a screenful.
+    auto* scroller = new QScrollArea;
+    scroller->setObjectName("encoderParameters");
+    scroller->setWidget(view);
+    scroller->setWidgetResizable(true);
+    scroller->setFrameShape(QFrame::NoFrame);
+    const QSize wanted = view->sizeHint();
+    const int scrollBar = scroller->verticalScrollBar()->sizeHint().width();
+    scroller->setFixedSize(wanted.width() + scrollBar + 4, std::min(wanted.height(), 560));
 
-void FormatWindow::EncoderWindowClosed(bool) {}
+    window = new NodeSettingsWindow(
+        video ? &gSettings.videoEncoderFrame : &gSettings.audioEncoderFrame,
+        video ? "Tavro - Video Encode Parameters" : "Tavro - Audio Encode Parameters", scroller);
+    window->setObjectName(video ? "videoEncoderWindow" : "audioEncoderWindow");
+    window->SetQuitTarget(this,
+                          video ? kMsgVideoEncoderWindowClosed : kMsgAudioEncoderWindowClosed);
+}
 
-void FormatWindow::SettleEncoderWindows() {}
+void FormatWindow::StoreEncoderParameters(bool video) {
+    if (!fScratchFile || fFormat == nullptr || fScratchFile->format != fFormat)
+        return;
+    MediaTrack* track = video ? fScratchFile->videoTrack : fScratchFile->audioTrack;
+    if (track == nullptr)
+        return;
+    if (video)
+        fFormat->SetVideoParameters(track->Web());
+    else
+        fFormat->SetAudioParameters(track->Web());
+}
+
+void FormatWindow::EncoderWindowClosed(bool video) {
+    // A window of the same kind opened since this message was posted is not this one.
+    if ((video ? fVideoWindow : fAudioWindow) != nullptr)
+        return;
+    StoreEncoderParameters(video);
+    if (!fVideoWindow && !fAudioWindow) {
+        fScratchFile.reset();
+        fScratchLife.reset();
+    }
+    Message report(kMsgFormatChanged);
+    report.AddPointer("format", fFormat);
+    PostToQuitTarget(report);
+}
+
+void FormatWindow::SettleEncoderWindows() {
+    if (!fScratchFile)
+        return;
+    bool stored = false;
+    for (bool video : {true, false}) {
+        QPointer<NodeSettingsWindow>& window = video ? fVideoWindow : fAudioWindow;
+        if (!window)
+            continue;
+        StoreEncoderParameters(video);
+        stored = true;
+        // Closed here and now, before the file its view shows: no message comes back.
+        window->SetQuitTarget(nullptr, 0);
+        delete window.data();
+    }
+    fScratchFile.reset();
+    fScratchLife.reset();
+    if (stored) {
+        Message report(kMsgFormatChanged);
+        report.AddPointer("format", fFormat);
+        PostToQuitTarget(report);
+    }
+}

@@ -405,6 +405,8 @@ TEST(MediaTrackParameters, CommonOptionsComeFirstInWordsAndASecondWebReachesTheS
     EXPECT_EQ(read, 12);
     // Bit rates run on a slider's scale, not to the integer limit.
     EXPECT_EQ(parameterNamed(first, "b")->MaxValue(), 100e6f);
+    EXPECT_EQ(parameterNamed(first, "g")->MinValue(), 0);
+    EXPECT_EQ(parameterNamed(first, "g")->MaxValue(), 1000);
     EXPECT_EQ(parameterNamed(aac->Web(), "b")->MaxValue(), 1e6f);
 }
 

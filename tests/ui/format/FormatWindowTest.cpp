@@ -5,14 +5,16 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
+#include <QGroupBox>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
 #include <QPushButton>
-#include <QTextEdit>
 #include <QSlider>
+#include <QTextEdit>
 #include <QToolButton>
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,11 +22,13 @@
 #include "app/FormatSetting.h"
 #include "app/MessageCodes.h"
 #include "app/TavroSettings.h"
+#include "media/file/EncoderParameters.h"
 #include "tests/ui/UiTestSupport.h"
 #include "ui/format/FormatWindow.h"
 #include "ui/main/TavroWindow.h"
 #include "ui/main/WindowMessages.h"
 #include "ui/widgets/MenuField.h"
+#include "ui/widgets/ParameterView.h"
 #include "ui/widgets/QualitySlider.h"
 
 namespace {
@@ -191,11 +195,9 @@ TEST_F(FormatWindowTest, SizeMenuHalvesDoublesAndIgnoresTheCurrentSize) {
         bool changed;
     };
     const Case cases[] = {
-        {"halve", 160, 120, 80, 60, true},
-        {"double", 768, 576, 1536, 1152, true},
+        {"halve", 160, 120, 80, 60, true},       {"double", 768, 576, 1536, 1152, true},
         {"halve", 161, 121, 80, 60, true},  // fractions cut off
-        {"720 x 576", 384, 288, 720, 576, true},
-        {"384 x 288", 384, 288, 384, 288, false},
+        {"720 x 576", 384, 288, 720, 576, true}, {"384 x 288", 384, 288, 384, 288, false},
     };
     for (const Case& each : cases) {
         SCOPED_TRACE(each.choose);
@@ -239,8 +241,8 @@ TEST_F(FormatWindowTest, FrameRateItemsFollowTheInputAndMarkByPosition) {
     FormatSetting* shown = gSettings.formats[0];
     Open(shown);
     auto* rates = Child<MenuField>("frameRateField");
-    EXPECT_EQ(labels(rates), QStringList({"25 fps", "12.5 fps", "8.33 fps", "6.25 fps", "5 fps",
-                                          "1 fps"}));
+    EXPECT_EQ(labels(rates),
+              QStringList({"25 fps", "12.5 fps", "8.33 fps", "6.25 fps", "5 fps", "1 fps"}));
     struct Case {
         int32 divisor;
         int marked;  // -1: none
@@ -251,8 +253,8 @@ TEST_F(FormatWindowTest, FrameRateItemsFollowTheInputAndMarkByPosition) {
     for (const Case& each : cases) {
         gSettings.formats[1]->frameDivisor = each.divisor;
         gSettings.formats[2]->frameDivisor = each.divisor;
-        FormatSetting* next = fWindow->Format() == gSettings.formats[1] ? gSettings.formats[2]
-                                                                        : gSettings.formats[1];
+        FormatSetting* next =
+            fWindow->Format() == gSettings.formats[1] ? gSettings.formats[2] : gSettings.formats[1];
         fWindow->SetFormat(next);
         EXPECT_EQ(rates->Items().indexOf(rates->MarkedItem()), each.marked) << each.divisor;
     }
@@ -450,3 +452,117 @@ TEST_F(FormatWindowTest, MainWindowKeepsAnOpenEditorsListComplete) {
 }
 
 }  // namespace
+
+// #pragma mark - Encoder parameter windows
+
+class EncoderWindowTest : public FormatWindowTest {
+protected:
+    void SetUp() override {
+        FormatWindowTest::SetUp();
+        for (FormatSetting* format : gSettings.formats) {
+            format->SetFileFormat("matroska");
+            format->SetVideoEncoder("libx264");
+            format->SetAudioEncoder("aac");
+        }
+    }
+
+    // The keyframe interval of the open video window's view, set the way a drag does.
+    void SetGopSize(int frames) {
+        ParameterView* view = fWindow->VideoEncoderWindow()->findChild<ParameterView*>();
+        ASSERT_NE(view, nullptr);
+        auto* slider = qobject_cast<QSlider*>(view->ControlFor(kGopId));
+        ASSERT_NE(slider, nullptr);
+        slider->setValue(frames);  // one position per frame
+        drain();
+    }
+
+    // The stored keyframe interval of `list`, or -1 when it holds none.
+    static float StoredGopSize(const ParameterList& list) {
+        for (const Parameter* parameter : list) {
+            if (parameter->id == kGopId && parameter->size == int32(sizeof(float))) {
+                float value;
+                std::memcpy(&value, parameter->data, sizeof(value));
+                return value;
+            }
+        }
+        return -1;
+    }
+
+    static inline const int32 kGopId = EncoderParameters::IdFor("AVCodecContext", "g");
+};
+
+TEST_F(EncoderWindowTest, ButtonsFollowTheChosenEncoders) {
+    gSettings.formats[1]->SetAudioEncoder("");
+    Open(gSettings.formats[0]);
+    EXPECT_TRUE(Child<QPushButton>("videoEncoderParameters")->isEnabled());
+    EXPECT_TRUE(Child<QPushButton>("audioEncoderParameters")->isEnabled());
+    Send([] {
+        Message message(kMsgFormatSelected);
+        message.AddInt32("index", 1);
+        message.AddBool("fromMainLooper", true);
+        return message;
+    }());
+    EXPECT_TRUE(Child<QPushButton>("videoEncoderParameters")->isEnabled());
+    EXPECT_FALSE(Child<QPushButton>("audioEncoderParameters")->isEnabled()) << "<no audio>";
+}
+
+TEST_F(EncoderWindowTest, ClosingStoresTheValuesAndTheNextOpeningShowsThem) {
+    FormatSetting* format = gSettings.formats[0];
+    Open(format);
+    Child<QPushButton>("videoEncoderParameters")->click();
+    drain();
+    NodeSettingsWindow* window = fWindow->VideoEncoderWindow();
+    ASSERT_NE(window, nullptr);
+    EXPECT_EQ(window->windowTitle(), "Tavro - Video Encode Parameters");
+    // The common options first, in words.
+    auto* first = window->findChild<QGroupBox*>();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(first->title(), "Common");
+    // A second click shows the same window.
+    Child<QPushButton>("videoEncoderParameters")->click();
+    drain();
+    EXPECT_EQ(fWindow->VideoEncoderWindow(), window);
+
+    SetGopSize(12);
+    const int changes = fMain.Count(kMsgFormatChanged);
+    window->close();
+    drain();
+    EXPECT_EQ(fWindow->VideoEncoderWindow(), nullptr);
+    EXPECT_EQ(StoredGopSize(format->videoParameters), 12);
+    EXPECT_EQ(fMain.Count(kMsgFormatChanged), changes + 1);
+
+    Child<QPushButton>("videoEncoderParameters")->click();
+    drain();
+    ParameterView* view = fWindow->VideoEncoderWindow()->findChild<ParameterView*>();
+    EXPECT_EQ(qobject_cast<QSlider*>(view->ControlFor(kGopId))->value(), 12);
+}
+
+TEST_F(EncoderWindowTest, SwitchingFormatOrEncoderSettlesTheOpenWindowsIntoTheFormatShown) {
+    FormatSetting* alpha = gSettings.formats[0];
+    FormatSetting* beta = gSettings.formats[1];
+    Open(alpha);
+    Child<QPushButton>("videoEncoderParameters")->click();
+    Child<QPushButton>("audioEncoderParameters")->click();
+    drain();
+    ASSERT_NE(fWindow->AudioEncoderWindow(), nullptr);
+    SetGopSize(7);
+
+    Message select(kMsgFormatSelected);
+    select.AddInt32("index", 1);
+    select.AddBool("fromMainLooper", true);
+    Send(select);
+    EXPECT_EQ(fWindow->VideoEncoderWindow(), nullptr);
+    EXPECT_EQ(fWindow->AudioEncoderWindow(), nullptr);
+    EXPECT_EQ(StoredGopSize(alpha->videoParameters), 7);
+    EXPECT_FALSE(alpha->audioParameters.empty());
+    EXPECT_TRUE(beta->videoParameters.empty());
+
+    // Another encoder: the window of the one before goes, its values kept.
+    Child<QPushButton>("videoEncoderParameters")->click();
+    drain();
+    SetGopSize(9);
+    Choose(itemNamed(Child<MenuField>("videoEncoderField"), "MPEG-4 part 2"));
+    EXPECT_EQ(fWindow->VideoEncoderWindow(), nullptr);
+    EXPECT_STREQ(beta->videoEncoder, "mpeg4");
+    EXPECT_EQ(StoredGopSize(beta->videoParameters), 9);
+}
