@@ -2,26 +2,36 @@
 // and Stop, timed events from the scheduler, the refusals, and the output file name from the
 // save panel and from drops.
 
+#include <QAction>
 #include <QApplication>
 #include <QDropEvent>
 #include <QFileDialog>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QSlider>
 #include <QUrl>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <thread>
 
 #include "app/ErrorAlert.h"
-#include "ui/main/ErrorAlertPresenter.h"
+#include "app/FormatSetting.h"
+#include "media/file/EncoderParameters.h"
 #include "scheduler/Event.h"
 #include "scheduler/Scheduler.h"
 #include "support/Clock.h"
 #include "tests/ui/RecordedMovie.h"
 #include "tests/ui/WindowTestFixture.h"
+#include "ui/format/FormatWindow.h"
+#include "ui/main/ErrorAlertPresenter.h"
+#include "ui/widgets/MenuField.h"
+#include "ui/widgets/ParameterView.h"
+#include "ui/widgets/QualitySlider.h"
 
 namespace {
 
@@ -296,6 +306,102 @@ TEST_F(RecordingTest, ChosenTimerEntryShowsItsFileAndFormat) {
     EXPECT_EQ(gSettings.lastFormat, 2);
     EXPECT_EQ(Child<QPushButton>("formatField")->text(), "Gamma");
     EXPECT_EQ(fEngine->VideoWidth(), 720);
+}
+
+// The way a user makes a format: "New Format..." opens the editor on a new format; Matroska,
+// x264 and AAC at 720 x 576 and 60 %; a keyframe every 10 frames in the video encoder's
+// parameters; the window closed; three seconds recorded. The settings as saved keep it all.
+TEST_F(RecordingTest, FormatMadeInTheEditorRecordsWithItsEncoderParameters) {
+    MakeRecordingWindow();
+    fWindow->realFormatWindow = true;
+    Post(Message(kMsgAddFormat));
+    FormatWindow* editor = nullptr;
+    for (QWidget* widget : QApplication::topLevelWidgets())
+        editor = editor != nullptr ? editor : qobject_cast<FormatWindow*>(widget);
+    ASSERT_NE(editor, nullptr);
+    FormatSetting* format = editor->Format();
+    ASSERT_NE(format, nullptr);
+    EXPECT_STREQ(format->Text(), "unnamed format");
+
+    auto choose = [editor](const char* field, const QString& label) {
+        for (QAction* item : editor->findChild<MenuField*>(field)->Items()) {
+            if (item->text() == label || item->text().startsWith(label + " ")) {
+                item->trigger();
+                drain();
+                return;
+            }
+        }
+        ADD_FAILURE() << field << ": no " << label.toStdString();
+    };
+    choose("fileFormatField", "Matroska");
+    choose("videoEncoderField", "libx264");
+    choose("audioEncoderField", "AAC");
+    for (QAction* item : editor->findChild<QMenu*>("sizeMenu")->actions()) {
+        if (item->text() == "720 x 576")
+            item->trigger();
+    }
+    editor->findChild<QualitySlider*>()->findChild<QSlider*>()->setValue(60);
+    drain();
+
+    editor->findChild<QPushButton*>("videoEncoderParameters")->click();
+    drain();
+    ASSERT_NE(editor->VideoEncoderWindow(), nullptr);
+    auto* view = editor->VideoEncoderWindow()->findChild<ParameterView*>();
+    auto* gop =
+        qobject_cast<QSlider*>(view->ControlFor(EncoderParameters::IdFor("AVCodecContext", "g")));
+    ASSERT_NE(gop, nullptr);
+    gop->setValue(10);  // one position per frame
+    editor->VideoEncoderWindow()->close();
+    drain();
+    editor->close();
+    drain();
+    EXPECT_STREQ(format->fileFormat, "matroska");
+    EXPECT_STREQ(format->videoEncoder, "libx264");
+    EXPECT_STREQ(format->audioEncoder, "aac");
+    EXPECT_EQ(format->videoWidth, 720);
+    EXPECT_FLOAT_EQ(format->videoQuality, 0.6f);
+
+    const std::string path = std::getenv("XDG_CONFIG_HOME") + std::string("/edited.mkv");
+    Post(Record(path));
+    ASSERT_TRUE(fDevices->IsRecording()) << (fAlerts.empty() ? "" : fAlerts[0]);
+    waitUntil([] { return false; }, 3000);
+    QTest::mouseClick(StopButton(), Qt::LeftButton);
+    drain();
+    ASSERT_FALSE(fDevices->IsRecording());
+
+    const MovieSummary movie = readMovie(path);
+    ASSERT_EQ(movie.openError, 0);
+    const StreamSummary* video = movie.Video();
+    const StreamSummary* audio = movie.Audio();
+    ASSERT_NE(video, nullptr);
+    ASSERT_NE(audio, nullptr);
+    EXPECT_EQ(video->codec, "h264");
+    EXPECT_EQ(video->width, 720);
+    EXPECT_EQ(video->height, 576);
+    EXPECT_EQ(audio->codec, "aac");
+    EXPECT_EQ(video->decodeErrors + audio->decodeErrors, 0);
+    // x264 alone puts a keyframe every 250 frames: this many says the interval took effect.
+    EXPECT_GT(video->frames, 20);
+    EXPECT_GE(video->keyFrames, video->frames / 10);
+    EXPECT_EQ(ffmpegDecodeErrors(path), "");
+
+    // What a restart reads back: the format flattened and unflattened keeps the interval.
+    std::vector<uint8> bytes(size_t(format->FlattenedSize()));
+    ASSERT_EQ(format->Flatten(bytes.data(), ssize_t(bytes.size())), B_OK);
+    FormatSetting restored(nullptr);
+    ASSERT_EQ(restored.Unflatten(format->TypeCode(), bytes.data(), ssize_t(bytes.size())), B_OK);
+    EXPECT_STREQ(restored.videoEncoder, "libx264");
+    bool kept = false;
+    for (const Parameter* parameter : restored.videoParameters) {
+        float value = 0;
+        if (parameter->id == EncoderParameters::IdFor("AVCodecContext", "g") &&
+            parameter->size == int32(sizeof(value))) {
+            std::memcpy(&value, parameter->data, sizeof(value));
+            kept = value == 10;
+        }
+    }
+    EXPECT_TRUE(kept);
+    EXPECT_TRUE(fAlerts.empty()) << fAlerts[0];
 }
 
 }  // namespace

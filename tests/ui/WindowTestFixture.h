@@ -39,10 +39,13 @@ public:
     std::vector<Message> handled;
     int formatWindowsMade = 0;
     QPointer<TestChildWindow> formatWindow;  // the last one made
+    bool realFormatWindow = false;           // the editor itself instead of a stand-in
 
 protected:
-    QWidget* CreateFormatWindow(FormatSetting*) override {
+    QWidget* CreateFormatWindow(FormatSetting* format) override {
         formatWindowsMade++;
+        if (realFormatWindow)
+            return TavroWindow::CreateFormatWindow(format);
         return formatWindow = new TestChildWindow;
     }
 };
