@@ -87,15 +87,6 @@ RecordingFigures takeFigures(Tavro& engine, RingBuffer* videoRing, RingBuffer* a
     return figures;
 }
 
-// Hands the rings to the status printer: the engine's status view.
-class RingWatcher : public RingMonitor {
-public:
-    void SetVideoBuffer(RingBuffer* ring) override { video = ring; }
-    void SetAudioBuffer(RingBuffer* ring) override { audio = ring; }
-    RingBuffer* video = nullptr;
-    RingBuffer* audio = nullptr;
-};
-
 }  // namespace
 
 int runHeadlessRecorder(const CommandLine& options) {

@@ -52,6 +52,16 @@ public:
     virtual void SetAudioBuffer(RingBuffer* ring) = 0;
 };
 
+// A RingMonitor that only keeps the rings it is given, for a status printer that reads them
+// on its own schedule (tavro --record's status line).
+class RingWatcher : public RingMonitor {
+public:
+    void SetVideoBuffer(RingBuffer* ring) override { video = ring; }
+    void SetAudioBuffer(RingBuffer* ring) override { audio = ring; }
+    RingBuffer* video = nullptr;
+    RingBuffer* audio = nullptr;
+};
+
 // Opens and closes the preview windows for Tavro::ShowVideo and Tavro::ShowAudio (on the GUI
 // thread). A returned sink stays valid until the engine is told it is gone
 // (Tavro::VideoSinkGone / AudioSinkGone, called by the window as it closes).

@@ -66,11 +66,3 @@ inline TavroOptions testSignal(bool paced) {
     return options;
 }
 
-// The status view of a recording: the rings it is given.
-class RingWatcher : public RingMonitor {
-public:
-    void SetVideoBuffer(RingBuffer* ring) override { video = ring; }
-    void SetAudioBuffer(RingBuffer* ring) override { audio = ring; }
-    RingBuffer* video = nullptr;
-    RingBuffer* audio = nullptr;
-};
