@@ -27,10 +27,10 @@ int showSettings(const CommandLine&) {
         std::printf("Settings file: none (neither XDG_CONFIG_HOME nor HOME is set)\n");
     std::printf("Output file: %s\n", gSettings.fileName);
     // As chosen in the window; --video-input and --audio-input override them for one run.
-    std::printf("Video input: %s\n", gSettings.videoInput.empty() ? "the default"
-                                                                   : gSettings.videoInput.c_str());
-    std::printf("Audio input: %s\n", gSettings.audioInput.empty() ? "the default"
-                                                                   : gSettings.audioInput.c_str());
+    std::printf("Video input: %s\n",
+                gSettings.videoInput.empty() ? "the default" : gSettings.videoInput.c_str());
+    std::printf("Audio input: %s\n",
+                gSettings.audioInput.empty() ? "the default" : gSettings.audioInput.c_str());
     std::printf("\nRecording formats:\n");
     for (size_t i = 0; i < gSettings.formats.size(); i++) {
         const FormatSetting* format = gSettings.formats[i];

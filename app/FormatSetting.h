@@ -12,7 +12,6 @@
 
 constexpr type_code kFormatSettingType = fourcc("Tfmt");
 
-
 class FormatSetting : public Flattenable {
 public:
     // A null name leaves the name null (the settings loader unflattens into such objects).

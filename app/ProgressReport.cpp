@@ -27,9 +27,9 @@ std::string progressLine(const RecordingFigures& figures) {
         text, sizeof text,
         "%02lld:%02lld:%02lld  %s%lld frames, %lld dropped  %lld buffers, %lld dropped",
         (long long)(seconds / 3600), (long long)(seconds / 60 % 60), (long long)(seconds % 60),
-        figures.encoderBehind ? "encoder not keeping up  " : "",
-        (long long)figures.frames, (long long)figures.droppedFrames,
-        (long long)figures.soundBuffers, (long long)figures.droppedSoundBuffers);
+        figures.encoderBehind ? "encoder not keeping up  " : "", (long long)figures.frames,
+        (long long)figures.droppedFrames, (long long)figures.soundBuffers,
+        (long long)figures.droppedSoundBuffers);
     std::string line(text, size_t(length));
     if (figures.videoRingCount > 0 || figures.audioRingCount > 0) {
         line += "  rings";

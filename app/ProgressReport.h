@@ -30,7 +30,7 @@ struct RecordingFigures {
     int32 videoRingCount = 0;
     int32 audioRingUsed = 0;
     int32 audioRingCount = 0;
-    int64 fileBytes = -1;  // -1: unknown
+    int64 fileBytes = -1;        // -1: unknown
     bool encoderBehind = false;  // a ring has been full this recording
 };
 

@@ -40,11 +40,12 @@ std::string unescaped(const std::string& text) {
                 }
             }
             const size_t end = text.find(';', i);
-            if (!replaced && i + 2 < text.size() && text[i + 1] == '#' && end != std::string::npos &&
-                end - i <= 6) {
+            if (!replaced && i + 2 < text.size() && text[i + 1] == '#' &&
+                end != std::string::npos && end - i <= 6) {
                 const std::string digits = text.substr(i + 2, end - i - 2);
-                if (!digits.empty() &&
-                    std::all_of(digits.begin(), digits.end(), [](char c) { return std::isdigit(static_cast<unsigned char>(c)); })) {
+                if (!digits.empty() && std::all_of(digits.begin(), digits.end(), [](char c) {
+                        return std::isdigit(static_cast<unsigned char>(c));
+                    })) {
                     const int code = std::stoi(digits);
                     if (code > 0 && code < 128) {
                         result += char(code);

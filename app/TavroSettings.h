@@ -62,12 +62,12 @@ public:
     bool showTimer = false;
     bool timer = true;
     bool showTVControls = false;
-    char* fileName = nullptr;  // heap, owned; never null after construction
+    char* fileName = nullptr;             // heap, owned; never null after construction
     std::vector<FormatSetting*> formats;  // never empty after construction; items not owned
     int32 lastFormat = 0;                 // always a valid index into formats
     // The timer list, one archive per entry (see scheduler/TimerStore.h), stored after the
-    // fields above as repeated "timedRecording" messages. The entries are read from these archives at
-    // start and written into them at exit.
+    // fields above as repeated "timedRecording" messages. The entries are read from these archives
+    // at start and written into them at exit.
     std::vector<Message> timers;
 
     // The capture devices chosen in the window (a roster id such as "/dev/video1",

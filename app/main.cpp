@@ -48,9 +48,8 @@ int main(int argc, char** argv) {
     // A run that only prints or records (or has a bad command line) leaves the settings file
     // as it found it; the windows and the timer commands change it.
     const std::string command = parsed.command != nullptr ? parsed.command->name : "";
-    if (!parsed.error.empty() ||
-        (parsed.command != nullptr && command != "--add-timer" && command != "--remove-timer" &&
-         command != "--run-timers"))
+    if (!parsed.error.empty() || (parsed.command != nullptr && command != "--add-timer" &&
+                                  command != "--remove-timer" && command != "--run-timers"))
         gSettings.LeaveFileUntouched();
     for (const std::string& note : parsed.notes)
         std::fprintf(stderr, "%s\n", note.c_str());

@@ -11,8 +11,7 @@
 #include "media/file/MediaTrack.h"
 #include "support/Clock.h"
 
-TavroFile::TavroFile(const char* name, FormatSetting* format, Tavro* engine,
-                     ExistingFile existing)
+TavroFile::TavroFile(const char* name, FormatSetting* format, Tavro* engine, ExistingFile existing)
     : engine(engine), format(format), temporary(name == nullptr), fExisting(existing) {
     if (name == nullptr) {
         name = kScratchPath;
@@ -79,7 +78,8 @@ status_t TavroFile::Close() {
     // The engine's error stopped the recording; a failed close comes on top of it.
     std::string engineError;
     if (status != B_OK && engine->RecordingError(&engineError) == B_OK)
-        report.errors.push_back({real_time_clock_usecs(), "Could not finish the video file.", status});
+        report.errors.push_back(
+            {real_time_clock_usecs(), "Could not finish the video file.", status});
     if (status_t written = writeRecordingReport(report); written != B_OK)
         std::fprintf(stderr, "tavro: could not write the report %s [%s]\n",
                      recordingReportPath(report.file).c_str(), statusText(written).c_str());
@@ -116,7 +116,8 @@ status_t TavroFile::CreateFile(const char* name) {
         return ErrorAlert("Could not find file format!", B_ERROR, false);
 
     file = std::make_unique<MediaFile>(
-        name, fileFormat.get(), fExisting == ExistingFile::kReplace ? uint32(kMediaFileReplace) : 0u);
+        name, fileFormat.get(),
+        fExisting == ExistingFile::kReplace ? uint32(kMediaFileReplace) : 0u);
     if (status_t initStatus = file->InitCheck(); initStatus != B_OK) {
         ErrorAlert("Could not create media file", initStatus, false);
         file.reset();

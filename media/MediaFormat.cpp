@@ -25,14 +25,23 @@ uint32 bytesPerRow(color_space space, uint32 width) {
 
 const char* colorSpaceName(color_space space) {
     switch (space) {
-        case B_GRAY8: return "B_GRAY8";
-        case B_RGB24: return "B_RGB24";
-        case B_CMAP8: return "B_CMAP8";
-        case B_RGB16: return "B_RGB16";
-        case B_RGB32: return "B_RGB32";
-        case B_RGB15: return "B_RGB15";
-        case B_YCbCr422: return "B_YCbCr422";
-        case B_YCbCr411: return "B_YCbCr411";
-        default: return "unknown";
+        case B_GRAY8:
+            return "B_GRAY8";
+        case B_RGB24:
+            return "B_RGB24";
+        case B_CMAP8:
+            return "B_CMAP8";
+        case B_RGB16:
+            return "B_RGB16";
+        case B_RGB32:
+            return "B_RGB32";
+        case B_RGB15:
+            return "B_RGB15";
+        case B_YCbCr422:
+            return "B_YCbCr422";
+        case B_YCbCr411:
+            return "B_YCbCr411";
+        default:
+            return "unknown";
     }
 }

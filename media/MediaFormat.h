@@ -8,7 +8,7 @@
 enum color_space : int32 {
     B_NO_COLOR_SPACE = 0x0000,
     B_GRAY8 = 0x0002,
-    B_RGB24 = 0x0003,     // bytes B, G, R
+    B_RGB24 = 0x0003,  // bytes B, G, R
     B_CMAP8 = 0x0004,
     B_RGB16 = 0x0005,     // 5-6-5, little-endian
     B_RGB32 = 0x0008,     // bytes B, G, R, X
@@ -72,8 +72,8 @@ struct media_raw_audio_format {
     float frame_rate = 0;  // Hz
     uint32 channel_count = 0;
     uint32 format = 0;
-    uint32 byte_order = 0;  // B_MEDIA_LITTLE_ENDIAN or B_MEDIA_BIG_ENDIAN
-    size_t buffer_size = 0; // bytes in one buffer of this connection
+    uint32 byte_order = 0;   // B_MEDIA_LITTLE_ENDIAN or B_MEDIA_BIG_ENDIAN
+    size_t buffer_size = 0;  // bytes in one buffer of this connection
 
     static const media_raw_audio_format wildcard;
 };

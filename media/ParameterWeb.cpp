@@ -49,21 +49,21 @@ MediaParameter* ParameterGroup::Adopt(MediaParameter* parameter) {
 }
 
 MediaParameter* ParameterGroup::MakeNullParameter(int32 id, std::string name, std::string kind) {
-    return Adopt(new MediaParameter(this, id, ParameterType::Null, std::move(name),
-                                    std::move(kind)));
+    return Adopt(
+        new MediaParameter(this, id, ParameterType::Null, std::move(name), std::move(kind)));
 }
 
 MediaParameter* ParameterGroup::MakeDiscreteParameter(int32 id, std::string name,
                                                       std::string kind) {
-    return Adopt(new MediaParameter(this, id, ParameterType::Discrete, std::move(name),
-                                    std::move(kind)));
+    return Adopt(
+        new MediaParameter(this, id, ParameterType::Discrete, std::move(name), std::move(kind)));
 }
 
 MediaParameter* ParameterGroup::MakeContinuousParameter(int32 id, std::string name,
                                                         std::string kind, std::string unit,
                                                         float min, float max, float step) {
-    MediaParameter* parameter = new MediaParameter(this, id, ParameterType::Continuous,
-                                                   std::move(name), std::move(kind));
+    MediaParameter* parameter =
+        new MediaParameter(this, id, ParameterType::Continuous, std::move(name), std::move(kind));
     parameter->fUnit = std::move(unit);
     parameter->fMin = min;
     parameter->fMax = max;

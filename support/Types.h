@@ -2,9 +2,9 @@
 // The integer vocabulary of Tavro's records and file formats, and the four-character codes
 // that name message types, field types and flattened records.
 
+#include <sys/types.h>
 #include <cstddef>
 #include <cstdint>
-#include <sys/types.h>
 
 using int8 = int8_t;
 using uint8 = uint8_t;

@@ -94,8 +94,8 @@ void limitEncoderDelay(AVCodecContext* context) {
     } else if (name == "libvpx" || name == "libvpx-vp9" || name == "libaom-av1") {
         av_opt_set_int(options, "lag-in-frames", frames, 0);
     } else if (name == "libx265") {
-        const std::string params = "rc-lookahead=" + std::to_string(std::max(frames, 5)) +
-                                   ":bframes=3:frame-threads=1";
+        const std::string params =
+            "rc-lookahead=" + std::to_string(std::max(frames, 5)) + ":bframes=3:frame-threads=1";
         av_opt_set(options, "x265-params", params.c_str(), 0);
     }
 }

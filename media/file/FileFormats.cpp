@@ -373,8 +373,8 @@ constexpr KnownCodecs kKnownCodecs[] = {
      {AV_CODEC_ID_MPEG1VIDEO, AV_CODEC_ID_MPEG2VIDEO, AV_CODEC_ID_MP2, AV_CODEC_ID_MP3,
       AV_CODEC_ID_AC3}},
     {{"ogg", "ogv"},
-     {AV_CODEC_ID_THEORA, AV_CODEC_ID_VP8, AV_CODEC_ID_VORBIS, AV_CODEC_ID_OPUS,
-      AV_CODEC_ID_FLAC, AV_CODEC_ID_SPEEX}},
+     {AV_CODEC_ID_THEORA, AV_CODEC_ID_VP8, AV_CODEC_ID_VORBIS, AV_CODEC_ID_OPUS, AV_CODEC_ID_FLAC,
+      AV_CODEC_ID_SPEEX}},
 };
 
 // 1 when the table lists `codec` for `muxer`, 0 when it lists the muxer but not the codec,

@@ -88,7 +88,8 @@ private:
     std::vector<std::unique_ptr<MediaTrack>> fTracks;
     std::unique_ptr<OutputFile> fOutput;
 
-    // Guards fContext's writes, fLastFlush and the stream bookkeeping: each track writes from its own thread.
+    // Guards fContext's writes, fLastFlush and the stream bookkeeping: each track writes from its
+    // own thread.
     std::mutex fMuxLock;
     OutputContextPtr fContext;
     bigtime_t fLastFlush = 0;

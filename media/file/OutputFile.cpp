@@ -35,9 +35,9 @@ std::string temporaryBeside(const std::string& path) {
     // Room for the suffix within the 255 bytes a name may have.
     if (leaf.size() > 200)
         leaf.resize(200);
-    std::filesystem::path name = std::filesystem::path(folderOf(path)) /
-                                 ("." + leaf + ".tavro-" + std::to_string(getpid()) + "-" +
-                                  std::to_string(sCount.fetch_add(1)));
+    std::filesystem::path name =
+        std::filesystem::path(folderOf(path)) / ("." + leaf + ".tavro-" + std::to_string(getpid()) +
+                                                 "-" + std::to_string(sCount.fetch_add(1)));
     return name.string();
 }
 

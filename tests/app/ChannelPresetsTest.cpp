@@ -61,9 +61,11 @@ TEST(ChannelPresets, TakesNamedNonNegativeChannelsInIndexOrderUpToIndex37) {
     namesOnly.AddInt32("c", 4);
 
     Case cases[] = {
-        {"pairs in order", presetsMessage({{"ARD", 5}, {"ZDF", 7}, {"Arte", 40}}),
+        {"pairs in order",
+         presetsMessage({{"ARD", 5}, {"ZDF", 7}, {"Arte", 40}}),
          {{"ARD", 5}, {"ZDF", 7}, {"Arte", 40}}},
-        {"negative channels skipped, zero kept", presetsMessage({{"A", -1}, {"B", 0}, {"C", -9}}),
+        {"negative channels skipped, zero kept",
+         presetsMessage({{"A", -1}, {"B", 0}, {"C", -9}}),
          {{"B", 0}}},
         {"same channel twice", presetsMessage({{"A", 3}, {"B", 3}}), {{"A", 3}, {"B", 3}}},
         {"unused presets in between are gaps, not the end",

@@ -31,12 +31,15 @@ TEST(StationLists, TvtimeActiveStationsInFileOrder) {
 </stationlist>)",
          {{"Das Erste", "E5"}, {"Arte & Co", "S21"}}},
         {"attribute names are whole words",
-         R"(<station channelname="x" name="A" xname="B" channel = "E7" />)", {{"A", "E7"}}},
+         R"(<station channelname="x" name="A" xname="B" channel = "E7" />)",
+         {{"A", "E7"}}},
         {"no name or no channel", R"(<station name="A"/><station channel="E5"/>)", {}},
-        {"cut off in a tag", R"(<station name="A" channel="E5"/><station name="B" chan)",
+        {"cut off in a tag",
+         R"(<station name="A" channel="E5"/><station name="B" chan)",
          {{"A", "E5"}}},
         {"not xml at all", "\x01\x02<<<>>>\"", {}},
-        {"numeric entities", R"(<station name="R&#38;B &#9731;" channel="E9"/>)",
+        {"numeric entities",
+         R"(<station name="R&#38;B &#9731;" channel="E9"/>)",
          {{"R&B &#9731;", "E9"}}},
     };
     for (const Case& c : cases)
@@ -69,8 +72,8 @@ channel = E7
 
 TEST(StationLists, StationsMapOntoTheTunersChannelsByName) {
     const std::vector<std::string> tuner = {"E2", "E3", "E4", "E5", "S21", "21", "33"};
-    const Stations stations = {{"One", "e5"}, {"Two", "99"}, {"Three", "S21"}, {"Four", "21"},
-                               {"Five", "E5"}};
+    const Stations stations = {
+        {"One", "e5"}, {"Two", "99"}, {"Three", "S21"}, {"Four", "21"}, {"Five", "E5"}};
     EXPECT_EQ(MapStations(stations, tuner),
               (Presets{{"One", 3}, {"Three", 4}, {"Four", 5}, {"Five", 3}}));
     EXPECT_EQ(MapStations(stations, {}), Presets{});

@@ -215,14 +215,16 @@ TEST_F(TavroSettingsTest, ACutOrExtendedFileKeepsEveryWholeFormat) {
         SCOPED_TRACE(cut);
         WriteFile(Bytes(good.begin(), good.begin() + long(cut)));
         Settings settings = Load();
-        const size_t whole = size_t(std::count_if(ends.begin(), ends.end(),
-                                                  [cut](size_t end) { return end <= cut; }));
+        const size_t whole = size_t(
+            std::count_if(ends.begin(), ends.end(), [cut](size_t end) { return end <= cut; }));
         if (whole == 0) {
             ASSERT_EQ(settings->formats.size(), 1u);
             EXPECT_STREQ(settings->formats[0]->name, "Standard Format");
         } else {
             ASSERT_EQ(settings->formats.size(), whole);
-            EXPECT_STREQ(settings->formats[whole - 1]->name, whole == 1 ? "a" : whole == 2 ? "b" : "c");
+            EXPECT_STREQ(settings->formats[whole - 1]->name, whole == 1   ? "a"
+                                                             : whole == 2 ? "b"
+                                                                          : "c");
         }
         EXPECT_TRUE(settings->LoadedDamaged());
         DestroyWithoutSaving(settings);
@@ -275,7 +277,8 @@ TEST_F(TavroSettingsTest, DamagedFilesLeaveUsableSettings) {
     WriteFile(noise);
     Load().reset();
     std::ifstream aside(fs::path(fPath.string() + ".damaged"), std::ios::binary);
-    EXPECT_EQ(Bytes(std::istreambuf_iterator<char>(aside), std::istreambuf_iterator<char>()), noise);
+    EXPECT_EQ(Bytes(std::istreambuf_iterator<char>(aside), std::istreambuf_iterator<char>()),
+              noise);
     EXPECT_EQ(FilesInDirectory(), 2);
 }
 
@@ -321,7 +324,8 @@ TEST_F(TavroSettingsTest, AFileThatCannotBeReadIsNeverOverwritten) {
         if (geteuid() == 0 && setuid(65534) != 0)
             _exit(2);
         auto* unreadable = new TavroSettings();
-        const bool untouched = unreadable->LoadedUnreadable() && unreadable->Save() == B_NOT_ALLOWED;
+        const bool untouched =
+            unreadable->LoadedUnreadable() && unreadable->Save() == B_NOT_ALLOWED;
         delete unreadable;
         _exit(untouched ? 0 : 1);
     }

@@ -65,4 +65,3 @@ inline TavroOptions testSignal(bool paced) {
     options.pacedTestSignal = paced;
     return options;
 }
-

@@ -1,8 +1,8 @@
 // The real `tavro --record` program on the built-in test signal: what it leaves on disk, what
 // it prints, and how it ends.
 
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -158,9 +158,11 @@ TEST(HeadlessRecorder, ANamedDeviceThatIsNotThereIsReportedAndNothingIsRecordedI
         std::vector<std::string> devices;
         const char* said;
     } cases[] = {
-        {"video", {"--video-input=/dev/video-none", "--audio-input=test-tone"},
+        {"video",
+         {"--video-input=/dev/video-none", "--audio-input=test-tone"},
          "The chosen video input \"/dev/video-none\" is not there"},
-        {"audio", {"--video-input=test-picture", "--audio-input=hw:CARD=None"},
+        {"audio",
+         {"--video-input=test-picture", "--audio-input=hw:CARD=None"},
          "The chosen audio input \"hw:CARD=None\" is not there"},
     };
     for (const Case& c : cases) {
@@ -254,9 +256,9 @@ TEST(HeadlessRecorder, AnExistingFileIsReplacedOnlyWithOverwrite) {
 
 TEST(HeadlessRecorder, AFailedStartLeavesTheFileAsItWasAndNoEmptyFile) {
     // libx264 takes only even picture sizes: the encoder refuses to open at the header.
-    const std::vector<std::string> misfit = {"--duration", "1", "--file-format", "matroska",
-                                             "--video-encoder", "libx264", "--size", "321x241",
-                                             "--overwrite"};
+    const std::vector<std::string> misfit = {
+        "--duration", "1",      "--file-format", "matroska",   "--video-encoder",
+        "libx264",    "--size", "321x241",       "--overwrite"};
     const std::string existing = temporaryPath("mkv"), missing = temporaryPath("mkv");
     writeBytes(existing, "an earlier recording");
     for (const std::string& path : {existing, missing}) {
@@ -281,8 +283,8 @@ TEST(HeadlessRecorder, NamesThatLookLikeURLsAreFilesInTheCurrentFolder) {
     const std::string folder = temporaryFolder();
     for (const std::string name : {"News: 10pm.avi", "pipe:x.avi", "file:clip.avi"}) {
         SCOPED_TRACE(name);
-        Outcome run = tavro(withTestSignal({"--record", name, "--duration", "1"}),
-                            "cd '" + folder + "' &&");
+        Outcome run =
+            tavro(withTestSignal({"--record", name, "--duration", "1"}), "cd '" + folder + "' &&");
         EXPECT_EQ(run.exitStatus, 0) << run.err;
         // Nothing of the movie went to standard output.
         EXPECT_LT(run.out.size(), 2000u);
@@ -298,12 +300,11 @@ TEST(HeadlessRecorder, AWriteErrorStopsTheRecordingAndKeepsADecodableFile) {
         SCOPED_TRACE(error);
         const std::string path = temporaryPath("avi");
         // About a second of the default format's raw pictures, then the disk fails.
-        const std::string environment = std::string("env LD_PRELOAD='") + TAVRO_FAILING_WRITES +
-                                        "' ASAN_OPTIONS=verify_asan_link_order=0" +
-                                        " TAVRO_FAIL_WRITES_PATH='" +
-                                        std::filesystem::path(path).filename().string() +
-                                        "' TAVRO_FAIL_WRITES_AFTER=10000000" +
-                                        " TAVRO_FAIL_WRITES_ERRNO=" + error;
+        const std::string environment =
+            std::string("env LD_PRELOAD='") + TAVRO_FAILING_WRITES +
+            "' ASAN_OPTIONS=verify_asan_link_order=0" + " TAVRO_FAIL_WRITES_PATH='" +
+            std::filesystem::path(path).filename().string() + "' TAVRO_FAIL_WRITES_AFTER=10000000" +
+            " TAVRO_FAIL_WRITES_ERRNO=" + error;
         Outcome run = tavro(withTestSignal({"--record", path, "--duration", "20"}), environment);
         EXPECT_EQ(run.exitStatus, 1);
         EXPECT_EQ(count(run.err, "Video file may be corrupt."), 2u) << run.err;
@@ -333,8 +334,8 @@ TEST(HeadlessRecorder, AFullDiskStopsTheRecordingAndKeepsADecodableFile) {
                                "/disk\" && \"$0\" \"$@\"; status=$?; cp \"" + folder +
                                "/disk/full.avi\" \"" + copy + "\"; exit $status'";
     std::filesystem::create_directory(folder + "/disk");
-    Outcome run = tavro(withTestSignal({"--record", folder + "/disk/full.avi", "--duration", "20"}),
-                        script);
+    Outcome run =
+        tavro(withTestSignal({"--record", folder + "/disk/full.avi", "--duration", "20"}), script);
     EXPECT_EQ(run.exitStatus, 1);
     EXPECT_NE(run.err.find("[No space left on device]"), std::string::npos) << run.err;
     MovieSummary movie = readMovie(copy);
@@ -375,8 +376,9 @@ TEST(HeadlessRecorder, AnAudioInputThatFailsStopsTheRecordingAndSaysWhich) {
         close(reader);
     });
     // Without a reader the plugin's writes raise SIGPIPE, which a real card never does.
-    const std::string environment = "env HOME='" + folder + "' XDG_CONFIG_HOME='" + folder +
-                                    "/config' timeout 60 sh -c 'trap \"\" PIPE; exec \"$0\" \"$@\"'";
+    const std::string environment =
+        "env HOME='" + folder + "' XDG_CONFIG_HOME='" + folder +
+        "/config' timeout 60 sh -c 'trap \"\" PIPE; exec \"$0\" \"$@\"'";
     Outcome run = tavro({"--record", path, "--duration", "30", "--video-input=test-picture",
                          "--audio-input=tavrofail"},
                         environment);
@@ -399,7 +401,8 @@ TEST(HeadlessRecorder, AnAudioInputThatFailsStopsTheRecordingAndSaysWhich) {
 
 TEST(HeadlessRecorder, CommandLineRunsLeaveADamagedSettingsFileAsItIs) {
     // The test program's own settings folder, which tavro inherits.
-    const std::string settings = std::string(std::getenv("XDG_CONFIG_HOME")) + "/zelk.Tavro settings";
+    const std::string settings =
+        std::string(std::getenv("XDG_CONFIG_HOME")) + "/zelk.Tavro settings";
     const std::string damaged = "TMsg\x01\x00\x00\x00 cut short";
     writeBytes(settings, damaged);
     for (const char* option : {"--version", "--help", "--settings", "--list-formats"}) {

@@ -213,9 +213,10 @@ TEST_F(InputControls, ANamedCardThatIsNotThereIsAlertedByNameAndNotReplaced) {
     Tavro engine(options, std::make_unique<CardBackend>(&card));
     EXPECT_FALSE(engine.VideoConnected()) << "neither the card nor the test picture stands in";
     EXPECT_EQ(engine.VideoInputNode(), nullptr);
-    EXPECT_TRUE(OnlyAlert("The chosen video input \"/dev/video5\" is not there (see tavro "
-                          "--list-devices)",
-                          B_ENTRY_NOT_FOUND))
+    EXPECT_TRUE(
+        OnlyAlert("The chosen video input \"/dev/video5\" is not there (see tavro "
+                  "--list-devices)",
+                  B_ENTRY_NOT_FOUND))
         << (alerts.empty() ? "no alert" : alerts[0].text);
     EXPECT_TRUE(engine.AudioConnected());
 }

@@ -2,8 +2,8 @@
 // capture stream whose reads fail. The recording stops through the engine's stop message
 // with the input named, and the file reads back whole up to that point.
 
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

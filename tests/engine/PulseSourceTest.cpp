@@ -143,7 +143,8 @@ TEST_F(PulseServer, TheSinksMonitorIsListedAndRecorded) {
     const int status = std::system(command.c_str());
     kill(-player, SIGTERM);
     waitpid(player, nullptr, 0);
-    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "see " << fRuntime << "/tavro.err";
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
+        << "see " << fRuntime << "/tavro.err";
     const MovieSummary movie = readMovie(path);
     ASSERT_NE(movie.Audio(), nullptr);
     EXPECT_EQ(movie.Audio()->decodeErrors, 0);

@@ -153,8 +153,7 @@ TEST_P(BFrameEncoder, WritesEachPictureAtItsTimeWithTheSoundInSync) {
 
 INSTANTIATE_TEST_SUITE_P(Containers, BFrameEncoder,
                          testing::Values(Container{"mp4", "mp4"}, Container{"mov", "mov"},
-                                         Container{"matroska", "mkv"},
-                                         Container{"mpegts", "ts"}),
+                                         Container{"matroska", "mkv"}, Container{"mpegts", "ts"}),
                          [](const testing::TestParamInfo<Container>& info) {
                              return std::string(info.param.extension);
                          });

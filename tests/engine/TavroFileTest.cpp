@@ -150,7 +150,8 @@ TEST_F(TavroFileTest, AnExistingFileIsReplacedOnlyWhenAsked) {
         EXPECT_EQ(bad.status, B_BAD_VALUE);
         EXPECT_EQ(bad.file, nullptr);
         ASSERT_EQ(alerts.size(), 1u);
-        EXPECT_NE(alerts[0].text.find("The recording format cannot be recorded"), std::string::npos);
+        EXPECT_NE(alerts[0].text.find("The recording format cannot be recorded"),
+                  std::string::npos);
     }
     EXPECT_FALSE(std::filesystem::exists(path));
 }

@@ -113,8 +113,7 @@ TEST_F(TavroWindowTest, PanesStartAsStoredOpenAndCloseInPlaceAndAreStoredOnQuit)
     ASSERT_GT(tv, 20);
     constexpr int gap = TavroWindow::kPaneGap;
     // The timer pane holds the timer list and its controls: at least the 120 given.
-    const int timerHeight =
-        timerPane->sizeHint().expandedTo(timerPane->minimumSize()).height();
+    const int timerHeight = timerPane->sizeHint().expandedTo(timerPane->minimumSize()).height();
     ASSERT_GE(timerHeight, 120);
     const int closedHeight = fWindow->height();
     auto recordTop = [this] {

@@ -19,8 +19,8 @@
 
 namespace {
 
-constexpr const char* kVarieties[] = {"Development", "Alpha", "Beta", "Gamma", "Golden master",
-                                      "Final"};
+constexpr const char* kVarieties[] = {"Development", "Alpha",         "Beta",
+                                      "Gamma",       "Golden master", "Final"};
 
 constexpr const char* kCredits[] = {
     "Tavro: television and live video",

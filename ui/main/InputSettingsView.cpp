@@ -15,8 +15,8 @@ namespace {
 
 // Whether the engine has an input of `kind` in use.
 bool hasInput(const Tavro* engine, DeviceKind kind) {
-    return (kind == DeviceKind::VideoInput ? engine->VideoInputNode()
-                                           : engine->AudioInputNode()) != nullptr;
+    return (kind == DeviceKind::VideoInput ? engine->VideoInputNode() : engine->AudioInputNode()) !=
+           nullptr;
 }
 
 // "Name - id", or "Name (built in)".
@@ -63,10 +63,10 @@ void InputSettingsView::UpdateDevices() {
         return;
     }
     roster->Rescan();
-    const MediaDevice* current = fKind == DeviceKind::VideoInput ? roster->DefaultVideoInput()
-                                                                 : roster->DefaultAudioInput();
-    const std::string& missing = fKind == DeviceKind::VideoInput ? roster->MissingVideoInput()
-                                                                 : roster->MissingAudioInput();
+    const MediaDevice* current =
+        fKind == DeviceKind::VideoInput ? roster->DefaultVideoInput() : roster->DefaultAudioInput();
+    const std::string& missing =
+        fKind == DeviceKind::VideoInput ? roster->MissingVideoInput() : roster->MissingAudioInput();
     for (const MediaDevice& device : roster->Devices()) {
         if (device.kind != fKind)
             continue;
@@ -105,8 +105,8 @@ void InputSettingsView::DeviceChosen(int index) {
     UpdateDevices();
     const bool connected = video ? fEngine->VideoConnected() : fEngine->AudioConnected();
     if (!connected && fStatus->isHidden()) {
-        fStatus->setText(QString("\"%1\" could not be opened or connected.")
-                             .arg(QString::fromStdString(id)));
+        fStatus->setText(
+            QString("\"%1\" could not be opened or connected.").arg(QString::fromStdString(id)));
         fStatus->show();
     }
     // The old node is gone: take the new one's controls now rather than at the next refresh.

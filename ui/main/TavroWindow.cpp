@@ -33,18 +33,18 @@
 #include "engine/TavroFile.h"
 #include "scheduler/Scheduler.h"
 #include "ui/Frames.h"
+#include "ui/about/AboutWindow.h"
+#include "ui/format/FormatWindow.h"
 #include "ui/format/NodeSettingsWindow.h"
 #include "ui/main/InputSettingsView.h"
 #include "ui/main/RecordingFolder.h"
-#include "ui/about/AboutWindow.h"
-#include "ui/format/FormatWindow.h"
 #include "ui/main/StatusView.h"
 #include "ui/main/TVControlView.h"
 #include "ui/main/WindowMessages.h"
 #include "ui/preview/AudioWindow.h"
-#include "ui/profile/ProfileWindow.h"
 #include "ui/preview/PreviewWindowHost.h"
 #include "ui/preview/VideoWindow.h"
+#include "ui/profile/ProfileWindow.h"
 #include "ui/timer/TimerView.h"
 #include "ui/widgets/PaneSwitch.h"
 
@@ -563,12 +563,11 @@ QWidget* TavroWindow::CreateProfileWindow() {
 }
 
 QWidget* TavroWindow::CreateInputSettingsWindow(bool video) {
-    auto* view = new InputSettingsView(fEngine, video ? DeviceKind::VideoInput
-                                                      : DeviceKind::AudioInput);
-    auto* window = video ? new NodeSettingsWindow(&gSettings.videoSettingsFrame,
-                                                  "Video Input Settings", view)
-                         : new NodeSettingsWindow(&gSettings.audioSettingsFrame,
-                                                  "Audio Input Settings", view);
+    auto* view =
+        new InputSettingsView(fEngine, video ? DeviceKind::VideoInput : DeviceKind::AudioInput);
+    auto* window =
+        video ? new NodeSettingsWindow(&gSettings.videoSettingsFrame, "Video Input Settings", view)
+              : new NodeSettingsWindow(&gSettings.audioSettingsFrame, "Audio Input Settings", view);
     window->SetQuitTarget(this, video ? kMsgVideoSettingsClosed : kMsgAudioSettingsClosed);
     return window;
 }

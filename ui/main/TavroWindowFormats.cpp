@@ -158,7 +158,8 @@ void TavroWindow::FormatChosen(const Message* message) {
 
 void TavroWindow::FormatChanged(const Message* message) {
     void* format;
-    if (message->FindPointer("format", &format) == B_OK && format == fFormat && fFormat != nullptr) {
+    if (message->FindPointer("format", &format) == B_OK && format == fFormat &&
+        fFormat != nullptr) {
         UpdateFormatDescription();
         FollowContainer();
     }

@@ -1,10 +1,10 @@
 // The main window's recording control: Record and Stop (by hand or from a timed event), the
 // output file name from a drop or the save panel, and the channel the TV pane reports.
 
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QLabel>
 #include <QTime>
 
 #include <cstdio>
@@ -276,9 +276,9 @@ void TavroWindow::RecordRequested(Message* message) {
         !fTimerView->Contains(static_cast<EventItem*>(pointer)))
         return;
     if (fFile == nullptr || !fStopButton->isEnabled()) {
-        TimedRecordingFailed(static_cast<EventItem*>(pointer),
-                             fRecordFailure.empty() ? "the recording did not start"
-                                                    : fRecordFailure);
+        TimedRecordingFailed(static_cast<EventItem*>(pointer), fRecordFailure.empty()
+                                                                   ? "the recording did not start"
+                                                                   : fRecordFailure);
     }
 }
 
@@ -293,8 +293,7 @@ void TavroWindow::ShowTimerEvent(const char* path, FormatSetting* format) {
 
 void TavroWindow::SetTimerEvent(EventItem* item) {
     // An entry without a format records with the current one.
-    ShowTimerEvent(item->FileName().c_str(),
-                   item->Format() != nullptr ? item->Format() : fFormat);
+    ShowTimerEvent(item->FileName().c_str(), item->Format() != nullptr ? item->Format() : fFormat);
 }
 
 void TavroWindow::SetChannel(int32 channel, const char* name) {

@@ -60,11 +60,11 @@ ProfileWindow::ProfileWindow(const Rect& frame, const char* title, Tavro* engine
 
     auto* settings = new QGroupBox("Video Settings");
     auto* sliders = new QVBoxLayout(settings);
-    fBrightness = new QuantitySlider("brightness", "Brightness:",
-                                     continuous(fWeb.get(), kBt848Brightness));
+    fBrightness =
+        new QuantitySlider("brightness", "Brightness:", continuous(fWeb.get(), kBt848Brightness));
     fContrast = new QuantitySlider("contrast", "Contrast:", continuous(fWeb.get(), kBt848Contrast));
-    fSaturation = new QuantitySlider("saturation", "Saturation:",
-                                     continuous(fWeb.get(), kBt848Saturation));
+    fSaturation =
+        new QuantitySlider("saturation", "Saturation:", continuous(fWeb.get(), kBt848Saturation));
     for (QuantitySlider* slider : {fBrightness, fContrast, fSaturation})
         sliders->addWidget(slider);
     right->addWidget(settings);

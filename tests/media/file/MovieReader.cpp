@@ -308,8 +308,8 @@ std::string ffmpegDecodeErrors(const std::string& path) {
     for (char c : path)
         quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
     quoted += "'";
-    const std::string command = "ffmpeg -nostdin -hide_banner -v error -i " + quoted +
-                                " -f null - 2>&1; echo \"exit $?\"";
+    const std::string command =
+        "ffmpeg -nostdin -hide_banner -v error -i " + quoted + " -f null - 2>&1; echo \"exit $?\"";
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr)
         return "ffmpeg did not run";
@@ -320,7 +320,8 @@ std::string ffmpegDecodeErrors(const std::string& path) {
     pclose(pipe);
     // The last line is the exit status: 0 and nothing else printed is a clean file.
     const std::string clean = "exit 0\n";
-    if (output.size() >= clean.size() && output.compare(output.size() - clean.size(), clean.size(), clean) == 0)
+    if (output.size() >= clean.size() &&
+        output.compare(output.size() - clean.size(), clean.size(), clean) == 0)
         output.erase(output.size() - clean.size());
     return output;
 }

@@ -64,9 +64,9 @@ TEST(AboutVersion, NamesTheVarietyModuloSix) {
         const char* text;
     };
     const Case cases[] = {
-        {0, "Version 1.4.2 Development"}, {1, "Version 1.4.2 Alpha"},
+        {0, "Version 1.4.2 Development"},   {1, "Version 1.4.2 Alpha"},
         {4, "Version 1.4.2 Golden master"}, {5, "Version 1.4.2 Final"},
-        {6, "Version 1.4.2 Development"},  {13, "Version 1.4.2 Alpha"},
+        {6, "Version 1.4.2 Development"},   {13, "Version 1.4.2 Alpha"},
     };
     for (const Case& each : cases)
         EXPECT_EQ(versionText(1, 4, 2, each.variety), each.text) << each.variety;

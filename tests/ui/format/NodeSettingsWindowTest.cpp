@@ -30,7 +30,8 @@ protected:
 
 TEST_F(NodeSettingsWindowTest, TakesTheViewsSizeAndOnlyThePositionOfTheKeptFrame) {
     Rect frame{120, 140, 130, 150};
-    QPointer<NodeSettingsWindow> window = new NodeSettingsWindow(&frame, "Settings", fixedView(300, 200));
+    QPointer<NodeSettingsWindow> window =
+        new NodeSettingsWindow(&frame, "Settings", fixedView(300, 200));
     drain();
     EXPECT_TRUE(window->isVisible()) << "it shows at once";
     EXPECT_EQ(window->windowTitle(), "Settings");
@@ -47,8 +48,8 @@ TEST_F(NodeSettingsWindowTest, TakesTheViewsSizeAndOnlyThePositionOfTheKeptFrame
     window = new NodeSettingsWindow(&gone, "Settings", fixedView(300, 200));
     drain();
     const QRect screen = window->screen()->availableGeometry();
-    EXPECT_TRUE(screen.contains(window->geometry())) << "at " << window->geometry().x() << ","
-                                                     << window->geometry().y();
+    EXPECT_TRUE(screen.contains(window->geometry()))
+        << "at " << window->geometry().x() << "," << window->geometry().y();
     delete window.data();
 }
 

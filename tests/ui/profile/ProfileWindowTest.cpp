@@ -44,8 +44,8 @@ protected:
         fEngine = std::make_unique<Tavro>(TavroOptions{}, std::make_unique<CardBackend>(nullptr));
     }
     ProfileWindow* Open() {
-        auto* window = new ProfileWindow(Rect{30, 30, 400, 400}, "Tavro - Video Profiles",
-                                         fEngine.get());
+        auto* window =
+            new ProfileWindow(Rect{30, 30, 400, 400}, "Tavro - Video Profiles", fEngine.get());
         window->show();
         drain();
         return window;
@@ -102,7 +102,8 @@ TEST_F(ProfileWindowTest, BrightnessMovesThePictureInThePreview) {
 TEST_F(ProfileWindowTest, WithoutAVideoInputTheSlidersMoveAndChangeNothing) {
     fEngine = std::make_unique<Tavro>(noDevices());
     ProfileWindow* window = Open();
-    for (QuantitySlider* slider : {window->Brightness(), window->Contrast(), window->Saturation()}) {
+    for (QuantitySlider* slider :
+         {window->Brightness(), window->Contrast(), window->Saturation()}) {
         EXPECT_EQ(slider->Value(), 0);
         slider->Slider()->setValue(70);
         EXPECT_EQ(slider->UpdateText(), "70");
