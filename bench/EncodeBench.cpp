@@ -7,20 +7,15 @@
 //
 // Not a Google Benchmark: the comparison needs one fixed encode per side, not a loop.
 
-#include <spawn.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <string>
 #include <vector>
 
+#include "bench/FfmpegTool.h"
 #include "media/file/MediaFile.h"
 #include "media/file/VideoConverter.h"
-
-extern char** environ;
 
 namespace {
 
@@ -119,41 +114,17 @@ double encodeWithTrack(const Case& test, const std::vector<std::vector<uint8>>& 
     return processSeconds() - start;
 }
 
-// Seconds of CPU the ffmpeg tool took (user + system of the child); < 0 on failure.
+// Seconds of CPU the ffmpeg tool took on the raw file; < 0 on failure.
 double encodeWithTool(const Case& test, const std::string& raw, int frames,
                       const std::string& path) {
-    std::vector<std::string> arguments = {"ffmpeg",
-                                          "-nostdin",
-                                          "-v",
-                                          "error",
-                                          "-y",
-                                          "-f",
-                                          "rawvideo",
-                                          "-pix_fmt",
-                                          "bgr0",
-                                          "-s",
-                                          std::to_string(kWidth) + "x" + std::to_string(kHeight),
-                                          "-r",
-                                          "25",
-                                          "-i",
-                                          raw,
-                                          "-frames:v",
-                                          std::to_string(frames)};
+    std::vector<std::string> arguments = {
+        "-f",   "rawvideo",  "-pix_fmt",
+        "bgr0", "-s",        std::to_string(kWidth) + "x" + std::to_string(kHeight),
+        "-r",   "25",        "-i",
+        raw,    "-frames:v", std::to_string(frames)};
     arguments.insert(arguments.end(), test.ffmpegArguments.begin(), test.ffmpegArguments.end());
     arguments.push_back(path);
-    std::vector<char*> argv;
-    for (std::string& argument : arguments)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    pid_t child;
-    if (posix_spawnp(&child, "ffmpeg", nullptr, nullptr, argv.data(), environ) != 0)
-        return -1;
-    int status = 0;
-    rusage usage{};
-    if (wait4(child, &status, 0, &usage) != child || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        return -1;
-    return double(usage.ru_utime.tv_sec) + usage.ru_utime.tv_usec / 1e6 +
-           double(usage.ru_stime.tv_sec) + usage.ru_stime.tv_usec / 1e6;
+    return runFfmpegTool(arguments);
 }
 
 // Milliseconds per frame of the RGB32 to 4:2:0 conversion alone, with `flags`.

@@ -13,6 +13,17 @@
 //
 //   build/bench/bench_record [--seconds N] [--unpaced-seconds N] [--paced-only|--unpaced-only]
 //
+// Against the ffmpeg tool: for mpeg4 (avi) and libx264 (matroska) at 720x576 and 1920x1080,
+// captured in RGB32 and in YCbCr422, --ratio-seconds (default 10) of the paced test signal
+// recorded with the encoder's defaults and raw sound; then the same number of test pictures,
+// drawn in the same colour space, piped into `ffmpeg -f rawvideo ... -threads 1` with the same
+// encoder and options. Both sides convert from the capture colour space to the encoder's.
+// The record path's CPU per frame is the whole process's less the test picture's drawing
+// (a capture card draws nothing), set against the tool's; the A/V offset that
+// tavro --check-sync measures in the recording stands beside it.
+//
+//   build/bench/bench_record --ratio-only [--ratio-seconds N] [--sizes 576|1080]
+//
 // Not a Google Benchmark: each figure is one long run, not a loop of iterations.
 
 #include <sys/resource.h>
@@ -21,16 +32,20 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "app/ErrorAlert.h"
 #include "app/FormatSetting.h"
+#include "bench/FfmpegTool.h"
 #include "engine/AudioConsumer.h"
 #include "engine/PreviewSinks.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
 #include "engine/VideoConsumer.h"
 #include "media/file/MediaFile.h"
+#include "media/file/SyncMeter.h"
 #include "media/testsignal/TestPicture.h"
 #include "media/testsignal/TestSignalClock.h"
 #include "support/Clock.h"
@@ -55,10 +70,10 @@ double wallSeconds() {
     return double(system_time()) / 1e6;
 }
 
-std::string scratchPath(const char* name) {
+std::string scratchPath(const char* name, const char* extension = "avi") {
     const char* directory = std::getenv("TMPDIR");
     return std::string(directory != nullptr && directory[0] != '\0' ? directory : "/tmp") +
-           "/tavro-bench-" + name + ".avi";
+           "/tavro-bench-" + name + "." + extension;
 }
 
 long long fileBytes(const std::string& path) {
@@ -373,31 +388,198 @@ void runUnpaced(const char* encoder, double seconds) {
     std::fflush(stdout);
 }
 
+// --- Against the ffmpeg tool ---
+
+struct RatioCase {
+    const char* encoder;
+    const char* fileFormat;
+    const char* extension;
+    int32 width;
+    int32 height;
+    color_space space;
+};
+
+const char* toolPixelFormat(color_space space) {
+    return space == B_YCbCr422 ? "yuyv422" : "bgr0";
+}
+
+struct RatioRun {
+    bool ok = false;
+    int64 frames = 0;  // recorded
+    int64 dropped = 0;
+    double cpuMs = 0;    // process CPU per recorded frame, recording to the file's close
+    double drawMs = 0;   // the test picture's drawing alone, per frame
+    double toolMs = -1;  // the ffmpeg tool, per frame
+    SyncReport sync;
+    status_t syncStatus = B_ERROR;
+};
+
+// Draws `frames` test pictures as the test picture producer does and hands each to `use`;
+// CPU seconds of the drawing alone, or < 0 when `use` gave up.
+double drawPictures(const RatioCase& test, int64 frames,
+                    const std::function<bool(const std::string&)>& use) {
+    TestSignalClock clock;
+    TestPicture picture(test.width, test.height, test.space);
+    if (picture.InitCheck() != B_OK)
+        return -1;
+    std::string frame(picture.FrameSize(), '\0');
+    double drawing = 0;
+    for (int64 n = 0; n < frames; n++) {
+        const double start = processCpuSeconds();
+        picture.Draw(frame.data(), n, clock.FrameTime(n), 25, clock.IsFlashFrame(n));
+        drawing += processCpuSeconds() - start;
+        if (use && !use(frame))
+            return -1;
+    }
+    return drawing;
+}
+
+RatioRun runRatioCase(const RatioCase& test, double seconds) {
+    RatioRun run;
+    const std::string path = scratchPath("ratio", test.extension);
+    FormatSetting format("bench");
+    format.SetFileFormat(test.fileFormat);
+    format.SetVideoEncoder(test.encoder);
+    format.SetAudioEncoder("raw-audio");
+    format.videoWidth = test.width;
+    format.videoHeight = test.height;
+    format.colorSpace = test.space;
+    format.videoQuality = 0;  // the encoder's defaults, as the tool has them
+    {
+        Tavro engine(testSignal(true));
+        if (!engine.VideoConnected() || !engine.AudioConnected())
+            return run;
+        engine.SetFormat(&format);
+        RingWatcher rings;
+        const double cpuStart = processCpuSeconds();
+        {
+            TavroFile file(path.c_str(), &format, &engine);
+            if (file.status != B_OK || file.file->CommitHeader() != B_OK ||
+                engine.SetVideoTrack(file.videoTrack) != B_OK ||
+                engine.SetAudioTrack(file.audioTrack) != B_OK)
+                return run;
+            engine.SetStatusView(&rings);
+            if (engine.Start() != B_OK)
+                return run;
+            snooze(bigtime_t(seconds * 1e6));
+            drain(engine, rings);
+            run.frames = engine.VideoConsumerNode()->RecordedFrames();
+            run.dropped = engine.DroppedVideoFrames();
+            engine.Stop();
+            engine.SetStatusView(nullptr);
+        }  // the file is closed here: its trailer and last sync are the recording's too
+        if (run.frames <= 0)
+            return run;
+        run.cpuMs = (processCpuSeconds() - cpuStart) * 1000 / double(run.frames);
+    }
+    run.syncStatus = MeasureSync(path.c_str(), &run.sync);
+    std::remove(path.c_str());
+
+    const std::string toolPath = scratchPath("ratio-tool", test.extension);
+    std::vector<std::string> arguments = {
+        "-f",       "rawvideo",
+        "-pix_fmt", toolPixelFormat(test.space),
+        "-s",       std::to_string(test.width) + "x" + std::to_string(test.height),
+        "-r",       "25",
+        "-i",       "-",
+        "-threads", "1",
+        "-c:v",     test.encoder,
+        "-pix_fmt", "yuv420p"};
+    // The track holds a libx264 to a short lookahead, so that a crash loses little.
+    if (std::strcmp(test.encoder, "libx264") == 0)
+        arguments.insert(arguments.end(), {"-rc-lookahead", "5"});
+    arguments.push_back(toolPath);
+    double drawing = 0;
+    const double tool = runFfmpegTool(arguments, [&](int fd) {
+        drawing = drawPictures(test, run.frames, [fd](const std::string& frame) {
+            return writeAll(fd, frame.data(), frame.size());
+        });
+        return drawing >= 0;
+    });
+    std::remove(toolPath.c_str());
+    if (tool < 0 || drawing < 0)
+        return run;
+    run.toolMs = tool * 1000 / double(run.frames);
+    run.drawMs = drawing * 1000 / double(run.frames);
+    run.ok = true;
+    return run;
+}
+
+void runRatios(double seconds, int sizes) {
+    std::printf(
+        "Against the ffmpeg tool: %.0f s of the paced test signal per case, the encoder's "
+        "defaults, raw sound; CPU ms per frame\n",
+        seconds);
+    std::printf("  %-8s %-9s %-9s %7s %7s %7s %7s %6s %6s %9s %9s\n", "encoder", "size", "capture",
+                "process", "drawing", "path", "ffmpeg", "ratio", "dropped", "A/V start", "A/V end");
+    std::fflush(stdout);
+    const RatioCase kCases[] = {
+        {"mpeg4", "avi", "avi", 720, 576, B_RGB32},
+        {"mpeg4", "avi", "avi", 720, 576, B_YCbCr422},
+        {"libx264", "matroska", "mkv", 720, 576, B_RGB32},
+        {"libx264", "matroska", "mkv", 720, 576, B_YCbCr422},
+        {"mpeg4", "avi", "avi", 1920, 1080, B_RGB32},
+        {"mpeg4", "avi", "avi", 1920, 1080, B_YCbCr422},
+        {"libx264", "matroska", "mkv", 1920, 1080, B_RGB32},
+        {"libx264", "matroska", "mkv", 1920, 1080, B_YCbCr422},
+    };
+    for (const RatioCase& test : kCases) {
+        if (sizes != 0 && test.height != sizes)
+            continue;
+        const std::string size = std::to_string(test.width) + "x" + std::to_string(test.height);
+        const char* capture = test.space == B_YCbCr422 ? "YCbCr422" : "RGB32";
+        RatioRun run = runRatioCase(test, seconds);
+        if (!run.ok) {
+            std::printf("  %-8s %-9s %-9s failed\n", test.encoder, size.c_str(), capture);
+            continue;
+        }
+        const double path = run.cpuMs - run.drawMs;
+        char start[16] = "-", end[16] = "-";
+        if (run.syncStatus == B_OK && run.sync.measured) {
+            std::snprintf(start, sizeof start, "%+.1f ms", run.sync.firstOffsetMs);
+            std::snprintf(end, sizeof end, "%+.1f ms", run.sync.lastOffsetMs);
+        }
+        std::printf("  %-8s %-9s %-9s %7.2f %7.2f %7.2f %7.2f %6.2f %6lld %9s %9s\n", test.encoder,
+                    size.c_str(), capture, run.cpuMs, run.drawMs, path, run.toolMs,
+                    path / run.toolMs, (long long)run.dropped, start, end);
+        std::fflush(stdout);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     double seconds = 60;
     double unpacedSeconds = 10;
+    double ratioSeconds = 10;
+    int sizes = 0;
     bool paced = true;
     bool unpaced = true;
+    bool ratio = true;
     for (int i = 1; i < argc; i++) {
         if (std::strcmp(argv[i], "--seconds") == 0 && i + 1 < argc)
             seconds = std::atof(argv[++i]);
         else if (std::strcmp(argv[i], "--unpaced-seconds") == 0 && i + 1 < argc)
             unpacedSeconds = std::atof(argv[++i]);
+        else if (std::strcmp(argv[i], "--ratio-seconds") == 0 && i + 1 < argc)
+            ratioSeconds = std::atof(argv[++i]);
+        else if (std::strcmp(argv[i], "--sizes") == 0 && i + 1 < argc)
+            sizes = std::atoi(argv[++i]);
         else if (std::strcmp(argv[i], "--paced-only") == 0)
-            unpaced = false;
+            unpaced = ratio = false;
         else if (std::strcmp(argv[i], "--unpaced-only") == 0)
-            paced = false;
+            paced = ratio = false;
+        else if (std::strcmp(argv[i], "--ratio-only") == 0)
+            paced = unpaced = false;
         else {
             std::fprintf(stderr,
-                         "usage: %s [--seconds N] [--unpaced-seconds N] "
-                         "[--paced-only|--unpaced-only]\n",
+                         "usage: %s [--seconds N] [--unpaced-seconds N] [--ratio-seconds N] "
+                         "[--sizes 576|1080] [--paced-only|--unpaced-only|--ratio-only]\n",
                          argv[0]);
             return 2;
         }
     }
-    if (seconds <= 0 || unpacedSeconds <= 0) {
+    if (seconds <= 0 || unpacedSeconds <= 0 || ratioSeconds <= 0) {
         std::fprintf(stderr, "durations must be positive\n");
         return 2;
     }
@@ -418,6 +600,11 @@ int main(int argc, char** argv) {
         std::fflush(stdout);
         runUnpaced("raw-video", unpacedSeconds);
         runUnpaced("mpeg4", unpacedSeconds);
+    }
+    if (ratio) {
+        if (paced || unpaced)
+            std::printf("\n");
+        runRatios(ratioSeconds, sizes);
     }
     return gAlerts == 0 ? 0 : 1;
 }

@@ -205,6 +205,10 @@ status_t MediaTrack::InitVideo(const AVCodec* codec, const AVOutputFormat* muxer
         raw.pixel_width_aspect != 0 && raw.pixel_height_aspect != 0
             ? AVRational{raw.pixel_width_aspect, raw.pixel_height_aspect}
             : AVRational{1, 1};
+    // AVI keeps no decoding delay: an encoder that reorders frames would put the whole picture
+    // late by its delay (libx264's B-frames: 57 ms at 25 frames per second).
+    if (muxer != nullptr && std::string_view(muxer->name) == "avi")
+        fContext->max_b_frames = 0;
     limitEncoderDelay(fContext.get());
     if (target == AV_PIX_FMT_YUVJ420P || target == AV_PIX_FMT_YUVJ422P ||
         target == AV_PIX_FMT_YUVJ444P)

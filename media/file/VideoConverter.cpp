@@ -83,8 +83,18 @@ void VideoConverter::UnpackYCbCr411(const uint8* data) {
 status_t VideoConverter::Convert(const uint8* data, AVFrame* frame) {
     if (data == nullptr)
         return B_BAD_VALUE;
-    if (int error = av_frame_make_writable(frame); error < 0)
-        return avStatus("av_frame_make_writable", error);
+    // An encoder that still holds the last picture (as a reference, or queued) gets to keep
+    // it: this one goes into fresh memory. av_frame_make_writable would copy the old picture
+    // over first, a whole frame's traffic for nothing.
+    if (!av_frame_is_writable(frame)) {
+        const int format = frame->format, width = frame->width, height = frame->height;
+        av_frame_unref(frame);
+        frame->format = format;
+        frame->width = width;
+        frame->height = height;
+        if (int error = av_frame_get_buffer(frame, 0); error < 0)
+            return avStatus("av_frame_get_buffer", error);
+    }
 
     const uint8* planes[4] = {data, nullptr, nullptr, nullptr};
     int strides[4] = {int(fBytesPerRow), 0, 0, 0};

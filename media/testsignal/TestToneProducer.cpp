@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <numbers>
+#include <numeric>
 
 #include "support/Clock.h"
 
@@ -70,6 +71,13 @@ status_t TestToneProducer::PrepareToConnect(media_format* format) {
     fRate = int32(format->raw_audio.frame_rate);
     fChannels = int32(format->raw_audio.channel_count);
     fFramesPerBuffer = format->raw_audio.buffer_size / (size_t(fChannels) * 2);
+    // index * kToneFrequency % rate takes the multiples of their greatest common divisor.
+    fToneStep = std::gcd(fRate, kToneFrequency);
+    fTone.resize(size_t(fRate / fToneStep));
+    for (size_t i = 0; i < fTone.size(); i++) {
+        const double phase = double(int64(i) * fToneStep) / fRate;
+        fTone[i] = int16(std::lround(kToneAmplitude * std::sin(2 * std::numbers::pi * phase)));
+    }
     return B_OK;
 }
 
@@ -99,21 +107,35 @@ status_t TestToneProducer::StartCapture() {
     return B_OK;
 }
 
-int16 TestToneProducer::SampleAt(int64 index) const {
-    const int64 second = index / fRate;
+void TestToneProducer::FillSamples(int16* samples, int64 first, int64 end) const {
+    // The clock is asked once per buffer: a second's click lies up to one frame period after
+    // the second, so the clicks that can reach into [first, end) are those of the seconds from
+    // the one before the first sample's to the last sample's.
     const int64 clickLength = kClickDuration * fRate / 1000000;
-    // The click of a second lies up to one frame period after it, so look one second back.
-    for (int64 s = second; s >= std::max<int64>(0, second - 1); s--) {
-        const int64 offset = index - ClickSample(*fClock, s, fRate);
-        if (offset >= 0 && offset < clickLength) {
-            // A 2 kHz square wave: unmistakable next to the tone, and no DC step.
-            const int64 halfPeriod = std::max<int64>(1, fRate / 4000);
-            return (offset / halfPeriod) % 2 == 0 ? kClickAmplitude : -kClickAmplitude;
+    std::vector<int64> clicks;
+    for (int64 second = std::max<int64>(0, first / fRate - 1); second <= (end - 1) / fRate;
+         second++)
+        clicks.push_back(ClickSample(*fClock, second, fRate));
+    // A 2 kHz square wave: unmistakable next to the tone, and no DC step.
+    const int64 halfPeriod = std::max<int64>(1, fRate / 4000);
+    for (int64 index = first; index < end; index++) {
+        int16 value = 0;
+        bool click = false;
+        for (const int64 start : clicks) {
+            const int64 offset = index - start;
+            if (offset >= 0 && offset < clickLength) {
+                value = (offset / halfPeriod) % 2 == 0 ? kClickAmplitude : -kClickAmplitude;
+                click = true;
+                break;
+            }
         }
+        // The phase from the index modulo one tone period keeps the sine exact over long
+        // streams; the table holds the tone at every phase that occurs.
+        if (!click)
+            value = fTone[size_t(index * kToneFrequency % fRate) / fToneStep];
+        for (int32 c = 0; c < fChannels; c++)
+            *samples++ = value;
     }
-    // The phase from the index modulo one tone period keeps the sine exact over long streams.
-    const double phase = double(index * kToneFrequency % fRate) / fRate;
-    return int16(std::lround(kToneAmplitude * std::sin(2 * std::numbers::pi * phase)));
 }
 
 status_t TestToneProducer::CaptureNext() {
@@ -143,12 +165,7 @@ status_t TestToneProducer::CaptureNext() {
         return status;
     fNextSample = end;
 
-    int16* samples = static_cast<int16*>(buffer->Data());
-    for (int64 i = first; i < end; i++) {
-        const int16 value = SampleAt(i);
-        for (int32 c = 0; c < fChannels; c++)
-            *samples++ = value;
-    }
+    FillSamples(static_cast<int16*>(buffer->Data()), first, end);
     media_header* header = buffer->Header();
     header->type = B_MEDIA_RAW_AUDIO;
     header->size_used = fFramesPerBuffer * size_t(fChannels) * 2;

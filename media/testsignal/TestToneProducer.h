@@ -12,6 +12,7 @@
 // another buffer size), so a consumer held up for a while does not cost periods.
 
 #include <memory>
+#include <vector>
 
 #include "media/node/MediaProducer.h"
 #include "media/testsignal/TestSignalClock.h"
@@ -51,7 +52,8 @@ protected:
 private:
     static constexpr int32 kBufferCount = 32;
 
-    int16 SampleAt(int64 index) const;
+    // Writes samples [first, end) of the stream, every channel alike.
+    void FillSamples(int16* samples, int64 first, int64 end) const;
 
     const std::shared_ptr<TestSignalClock> fClock;
     std::atomic<bool> fPaced{true};
@@ -61,6 +63,8 @@ private:
     int32 fRate = 0;
     int32 fChannels = 0;
     size_t fFramesPerBuffer = 0;
+    std::vector<int16> fTone;  // the tone at phase i * fToneStep / fRate
+    int32 fToneStep = 1;
     std::unique_ptr<BufferGroup> fBuffers;
     bigtime_t fOrigin = 0;
     int64 fNextSample = 0;
