@@ -1,5 +1,7 @@
 #include "engine/AudioConsumer.h"
 
+#include <cmath>
+
 #include "engine/PreviewSinks.h"
 
 namespace {
@@ -52,6 +54,8 @@ status_t AudioConsumer::NodeRegistered() {
 void AudioConsumer::SetView(AudioBlockSink* view) {
     std::lock_guard lock(fViewLock);
     fView = view;
+    if (const std::string notice = fRecord.StopNotice(); fView != nullptr && !notice.empty())
+        fView->InputStopped(notice);
 }
 
 media_format AudioConsumer::ConnectedFormat() {
@@ -69,6 +73,19 @@ int64 AudioConsumer::FramesCounter() {
         return 0;
     const float buffersPerSecond = fFrameRate.load() / float(bufferSize);
     return int64(float(fRecord.CountedTime()) * buffersPerSecond / 1000000.0f);
+}
+
+int64 AudioConsumer::ExpectedBuffers() {
+    if (!fRecord.Started())
+        return 0;
+    const media_raw_audio_format audio = ConnectedFormat().raw_audio;
+    const uint32 frameBytes =
+        audio.channel_count * (audio.format & media_raw_audio_format::B_AUDIO_SIZE_MASK);
+    if (frameBytes == 0 || audio.buffer_size < frameBytes || audio.frame_rate <= 0)
+        return fRecord.RecordedFrames();
+    // Capture times jitter by a little: the nearest whole buffer.
+    const double bufferTime = double(audio.buffer_size / frameBytes) * 1e6 / audio.frame_rate;
+    return std::llround(double(fRecord.CountedTime()) / bufferTime) + 1;
 }
 
 // --- Events ---
@@ -107,6 +124,10 @@ void AudioConsumer::BufferReceived(MediaBuffer* buffer) {
 
 void AudioConsumer::ProducerDataStatus(MediaProducer* producer, status_t status, bigtime_t) {
     fRecord.InputStopped(producer != nullptr ? producer->Name() : Name(), status);
+    const std::string notice = fRecord.StopNotice();
+    std::lock_guard lock(fViewLock);
+    if (fView != nullptr && !notice.empty())
+        fView->InputStopped(notice);
 }
 
 void AudioConsumer::SetInputStoppedHandler(RecordPath::InputStoppedHandler handler) {

@@ -31,6 +31,10 @@ public:
 
     // Called on the event thread when the input's stream ends with an error (see RecordPath).
     void SetInputStoppedHandler(RecordPath::InputStoppedHandler handler);
+    // The input's stream ended with an error: the view (this one, and any set later) shows
+    // the notice with the reason instead of a picture that no longer moves (see RecordPath).
+    void SetStoppedNotice(std::string notice) { fRecord.SetStoppedNotice(std::move(notice)); }
+    std::string StoppedNotice() const { return fRecord.StoppedNotice(); }
     // The record path (see RecordPath).
     void SetRecording(bool recording) { fRecord.SetRecording(recording); }
     void SetRing(RingBuffer* ring) { fRecord.SetRing(ring); }
@@ -43,6 +47,9 @@ public:
     // those a full ring refused are added as they are.
     int64 DroppedFrames() { return fRecord.Dropped(FramesCounter()) + fRecord.RingFullDrops(); }
     int64 RecordedFrames() const { return fRecord.RecordedFrames(); }
+    // The buffers the recording's capture times span by the connected rate and buffer length
+    // in frames, the first one included: what the report calls expected. 0 before the first.
+    int64 ExpectedBuffers();
     media_format ConnectedFormat();
 
     // --- MediaConsumer ---

@@ -4,6 +4,8 @@
 // and tests may too. Every call comes from an engine thread (a consumer node's event thread)
 // unless noted, and none of them may block that thread for longer than it allows.
 
+#include <string>
+
 #include "engine/RingBuffer.h"
 #include "media/MediaFormat.h"
 #include "support/Geometry.h"
@@ -28,8 +30,12 @@ public:
     // microseconds for the view (half a frame period); false when the view was busy and the
     // frame is dropped. Never keeps `frame.data` after returning.
     virtual bool PresentFrame(const VideoFrame& frame, bigtime_t timeout) = 0;
-    // The input could (not) be connected: the view shows the picture or a notice.
+    // The input could (not) be connected: the view shows the picture or a notice. Either
+    // way a connection is new, so the notice of a stopped input goes.
     virtual void SetEnabled(bool enabled) = 0;
+    // The input has stopped delivering (unplugged, a driver failure): the view shows `notice`
+    // in place of the last picture until the next SetEnabled.
+    virtual void InputStopped(const std::string& notice) = 0;
 };
 
 // The audio level meter: every received block of interleaved 16-bit samples, recorded or not.
@@ -40,7 +46,9 @@ public:
     // at once.
     virtual void AudioBlockReceived(const int16* samples, size_t count) = 0;
     virtual void SetChannelCount(int32 channels) = 0;
+    // As for VideoFrameSink: the levels, or a notice in their place.
     virtual void SetEnabled(bool enabled) = 0;
+    virtual void InputStopped(const std::string& notice) = 0;
 };
 
 // The status panel's view of the two rings while recording. Called on the thread that

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "support/Clock.h"
+#include "support/Status.h"
 
 void RecordPath::SetRecording(bool recording) {
     if (recording) {
@@ -48,8 +49,31 @@ void RecordPath::SetInputStoppedHandler(InputStoppedHandler handler) {
     fInputStopped = std::move(handler);
 }
 
+void RecordPath::SetStoppedNotice(std::string notice) {
+    std::lock_guard lock(fNoticeLock);
+    fStoppedNotice = std::move(notice);
+}
+
+std::string RecordPath::StoppedNotice() const {
+    std::lock_guard lock(fNoticeLock);
+    return fStoppedNotice;
+}
+
+std::string RecordPath::StopNotice() const {
+    std::lock_guard lock(fNoticeLock);
+    return fStopNotice;
+}
+
 void RecordPath::InputStopped(const std::string& input, status_t status) {
-    if (status == B_OK || !fRecording.load())
+    if (status == B_OK)
+        return;
+    {
+        std::lock_guard lock(fNoticeLock);
+        const std::string& which =
+            fStoppedNotice.empty() ? "The input \"" + input + "\" has stopped." : fStoppedNotice;
+        fStopNotice = which + "\n" + statusText(status);
+    }
+    if (!fRecording.load())
         return;
     std::lock_guard lock(fHandlerLock);
     if (fInputStopped)

@@ -46,9 +46,17 @@ public:
     // and the error. Any thread; returns once the old handler is no longer called.
     using InputStoppedHandler = std::function<void(const std::string& input, status_t status)>;
     void SetInputStoppedHandler(InputStoppedHandler handler);
-    // From the node's ProducerDataStatus: the input's stream has ended with `status`. Calls
-    // the handler when that is an error and the path records; else nothing.
+    // From the node's ProducerDataStatus: the input's stream has ended with `status`. When
+    // that is an error, the stop is kept for the preview (StopNotice) and, while the path
+    // records, the handler is called.
     void InputStopped(const std::string& input, status_t status);
+    // What the input is called when it stops ("The video input "X" (DEVICE) has stopped."):
+    // the engine's words, set before the node starts; empty: the producer's name is used.
+    void SetStoppedNotice(std::string notice);
+    std::string StoppedNotice() const;
+    // What the preview shows since the input's stream ended with an error: the notice and the
+    // reason. Empty while the input delivers. Any thread.
+    std::string StopNotice() const;
 
     int64 RecordedFrames() const { return fRecordedFrames.load(); }
     // The recording-relative time of the last buffer offered to the ring.
@@ -91,6 +99,9 @@ private:
     RingBuffer* fRing = nullptr;
     std::mutex fHandlerLock;  // guards fInputStopped
     InputStoppedHandler fInputStopped;
+    mutable std::mutex fNoticeLock;  // guards fStoppedNotice and fStopNotice
+    std::string fStoppedNotice;
+    std::string fStopNotice;
 };
 
 template <typename Rule>

@@ -1,6 +1,7 @@
 #include "engine/RecordingReport.h"
 
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <ctime>
 
@@ -22,11 +23,52 @@ std::string line(const char* key, const std::string& value) {
 }
 
 std::string streamLine(const RecordingReport::Stream& stream, const char* unit) {
-    char text[160];
-    std::snprintf(text, sizeof text, "%lld %s expected, %lld dropped (%lld of them: ring full)",
-                  (long long)stream.expected, unit, (long long)stream.dropped,
-                  (long long)stream.ringFull);
+    char text[240];
+    std::snprintf(text, sizeof text,
+                  "%lld %s expected, %lld written, %lld dropped (%lld of them: ring full)",
+                  (long long)stream.expected, unit, (long long)stream.written,
+                  (long long)stream.dropped, (long long)stream.ringFull);
+    std::string result = text;
+    // An input a little faster than its rate (a clock of its own): the figures still add up.
+    if (const int64 more = stream.written + stream.dropped - stream.expected; more > 0)
+        result += "; " + std::to_string(more) + " more came than the rate gives";
+    return result;
+}
+
+std::string ringLine(const RecordingReport::Stream& stream) {
+    return "at most " + std::to_string(stream.ringPeak) + " of " +
+           std::to_string(stream.ringSlots) + " slots in use";
+}
+
+// "3.2 ms late", "0.5 ms early": where the sound lay against the picture.
+std::string offset(double milliseconds) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.1f ms %s", std::abs(milliseconds),
+                  milliseconds >= 0 ? "late" : "early");
     return text;
+}
+
+std::string syncLines(const RecordingReport& report) {
+    if (!report.syncMeasured)
+        return line("A/V sync", "not measured (" + report.syncNote + ")");
+    const SyncReport& sync = report.sync;
+    std::string text;
+    if (!report.testTone) {
+        text = line("A/V sync", "not measured (the sound is not the test tone)");
+    } else if (sync.measured) {
+        char most[64];
+        std::snprintf(most, sizeof most, "%.1f ms", sync.maxAbsOffsetMs);
+        text = line("A/V sync", "sound " + offset(sync.firstOffsetMs) + " at the start, " +
+                                    offset(sync.lastOffsetMs) + " at the end, at most " + most +
+                                    " off (" + (sync.InSync() ? "in sync" : "out of sync") + ")");
+    } else {
+        text = line("A/V sync", "not measured (no click of the test tone beside a flash)");
+    }
+    char frames[160];
+    std::snprintf(frames, sizeof frames, "%lld frames read, %lld missing, %lld repeated",
+                  (long long)sync.frames, (long long)sync.framesMissing,
+                  (long long)sync.framesRepeated);
+    return text + line("Test picture", frames);
 }
 
 }  // namespace
@@ -62,17 +104,40 @@ std::string formatRecordingReport(const RecordingReport& report) {
     }
     text += line("Video input", report.videoInput.empty() ? "none" : report.videoInput);
     text += line("Audio input", report.audioInput.empty() ? "none" : report.audioInput);
-    text += line("Video frames written", std::to_string(report.videoFramesWritten));
-    if (report.video.present)
+    text += line("Video frames written", std::to_string(report.video.written));
+    if (report.video.present) {
         text += line("Video frames", streamLine(report.video, "frames"));
-    if (report.audio.present)
+        text += line("Video ring", ringLine(report.video));
+    }
+    if (report.audio.present) {
         text += line("Sound buffers", streamLine(report.audio, "buffers"));
+        text += line("Sound ring", ringLine(report.audio));
+    }
+    if (report.testPicture)
+        text += syncLines(report);
     if (report.errors.empty())
         text += line("Errors", "none");
-    for (const RecordingReport::Error& error : report.errors)
-        text += line("Error", wallTime(error.when) + "  " + error.text + " [" +
-                                  statusText(error.status) + "]");
+    for (const RecordingReport::Error& error : report.errors) {
+        std::string entry =
+            wallTime(error.when) + "  " + error.text + " [" + statusText(error.status) + "]";
+        if (error.repeats > 1)
+            entry += " (" + std::to_string(error.repeats) + " times, the last at " +
+                     wallTime(error.last) + ")";
+        text += line("Error", entry);
+    }
     return text;
+}
+
+void addRecordingError(std::vector<RecordingReport::Error>* errors, bigtime_t when,
+                       const std::string& text, status_t status) {
+    for (RecordingReport::Error& error : *errors) {
+        if (error.text == text && error.status == status) {
+            error.repeats++;
+            error.last = when;
+            return;
+        }
+    }
+    errors->push_back({when, text, status, 1, when});
 }
 
 status_t writeRecordingReport(const RecordingReport& report) {

@@ -20,8 +20,10 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "engine/RecordingOrigin.h"
+#include "engine/RecordingReport.h"
 #include "engine/RingBuffer.h"
 #include "media/MediaFormat.h"
 #include "media/node/MediaNode.h"
@@ -37,7 +39,6 @@ class MediaFile;
 class MediaTrack;
 class MessageTarget;
 class PreviewHost;
-struct RecordingReport;
 class RingMonitor;
 class VideoConsumer;
 class VideoFrameSink;
@@ -130,10 +131,15 @@ public:
     // (with both) to the stop target; only the first call of a recording does anything. Any
     // thread. The control thread then calls Stop.
     void StopOnError(const char* text, status_t status);
+    // Whether the inputs a recording takes (the sound only `withAudio`) still deliver: B_OK,
+    // or the error the first stopped one's stream ended with and, in `*notice`, which input
+    // it is ("The video input "X" (DEVICE) has stopped."). A recording started now would
+    // stop at once.
+    status_t StoppedInput(bool withAudio, std::string* notice) const;
     // Why the running or last recording was asked to stop (B_OK: it was not), with the text.
     status_t RecordingError(std::string* text = nullptr) const;
-    // Fills in what the engine knows of the last recording (its times, inputs, counts and
-    // the error that stopped it) when `file` was its file; false otherwise. After Stop.
+    // Fills in what the engine knows of the last recording (its times, inputs, counts, ring
+    // peaks and every error it met) when `file` was its file; false otherwise. After Stop.
     bool FillReport(const MediaFile* file, RecordingReport* report);
     // Video frames the file took, and the recording-relative time of the last of them.
     int64 WrittenVideoFrames() const { return fWrittenVideoFrames.load(); }
@@ -263,6 +269,9 @@ private:
     // ended already) stops the recording through StopOnError, with a text naming the input.
     void WatchInputs();
 
+    // Keeps an error of the recording for its report, with the time (any thread).
+    void NoteError(const char* text, status_t status);
+
     // Writer threads (see TavroRecording.cpp).
     static int32 VideoWriter(Tavro* self);
     static int32 AudioWriter(Tavro* self);
@@ -362,22 +371,27 @@ private:
     // Slots each writer left unwritten at Stop: counted as dropped until the next Start.
     std::atomic<int64> fVideoLeftInRing{0};
     std::atomic<int64> fAudioLeftInRing{0};
-    // Counted by the writer threads, read by the control thread.
+    // Counted by the writer threads, read by the control thread; reset by Start.
     std::atomic<int64> fFailedVideoWrites{0};
     std::atomic<int64> fFailedAudioWrites{0};
-    // Counted by the video writer, reset by Start.
     std::atomic<int64> fWrittenVideoFrames{0};
     std::atomic<bigtime_t> fWrittenVideoTime{0};
-    // For the report: the last recording's file and wall-clock times. Control thread, but for
-    // fRecordingErrorTime (under fErrorLock).
+    std::atomic<int64> fWrittenAudioBuffers{0};
+    // For the report: the last recording's file, wall-clock times and ring peaks. Control
+    // thread.
     const MediaFile* fReportFile = nullptr;
     bool fReportAudio = false;
     bigtime_t fStartedAt = 0;
     bigtime_t fStoppedAt = 0;
-    bigtime_t fRecordingErrorTime = 0;
+    int32 fVideoRingPeak = 0;
+    int32 fAudioRingPeak = 0;
+    int32 fVideoRingSlots = 0;
+    int32 fAudioRingSlots = 0;
     // Set by the first StopOnError of a recording (any thread), cleared by Start.
     std::atomic<bool> fStopRequested{false};
-    mutable std::mutex fErrorLock;  // guards fRecordingError and fRecordingErrorText
+    // Guards fRecordingError, fRecordingErrorText and fErrors.
+    mutable std::mutex fErrorLock;
     status_t fRecordingError = B_OK;
     std::string fRecordingErrorText;
+    std::vector<RecordingReport::Error> fErrors;  // every error of the recording
 };

@@ -9,7 +9,15 @@
 #include "engine/RecordingReport.h"
 #include "engine/Tavro.h"
 #include "media/file/MediaTrack.h"
+#include "media/file/SyncMeter.h"
 #include "support/Clock.h"
+
+namespace {
+
+// The longest recording of the test signal whose report measures its sync when it closes.
+constexpr bigtime_t kLongestMeasuredRecording = 5 * 60 * 1000000LL;
+
+}  // namespace
 
 TavroFile::TavroFile(const char* name, FormatSetting* format, Tavro* engine, ExistingFile existing)
     : engine(engine), format(format), temporary(name == nullptr), fExisting(existing) {
@@ -78,8 +86,22 @@ status_t TavroFile::Close() {
     // The engine's error stopped the recording; a failed close comes on top of it.
     std::string engineError;
     if (status != B_OK && engine->RecordingError(&engineError) == B_OK)
-        report.errors.push_back(
-            {real_time_clock_usecs(), "Could not finish the video file.", status});
+        addRecordingError(&report.errors, real_time_clock_usecs(),
+                          "Could not finish the video file.", status);
+    // The test signal is measured as tavro --check-sync measures it (a file cut short by an
+    // error too, as far as it reads). That decodes the whole file while the caller (the
+    // window) waits: a long recording is left to the command.
+    if (report.testPicture) {
+        if (report.stopped - report.started > kLongestMeasuredRecording) {
+            report.syncNote =
+                "longer than 5 minutes; tavro --check-sync " + report.file + " measures it";
+        } else if (const status_t measured = MeasureSync(report.file.c_str(), &report.sync);
+                   measured != B_OK) {
+            report.syncNote = "the file could not be read: " + statusText(measured);
+        } else {
+            report.syncMeasured = true;
+        }
+    }
     if (status_t written = writeRecordingReport(report); written != B_OK)
         std::fprintf(stderr, "tavro: could not write the report %s [%s]\n",
                      recordingReportPath(report.file).c_str(), statusText(written).c_str());

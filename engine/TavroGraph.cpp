@@ -72,6 +72,19 @@ void alertMissingInput(const char* kind, const std::string& missing, status_t st
     ErrorAlert(text.c_str(), status, false);
 }
 
+// What the user is told when an input of `kind` ("video", "audio") stops: its description,
+// with the device's name beside it when that says more ("BT878 video" (/dev/video0)).
+std::string inputStoppedText(const char* kind, const MediaDevice* device,
+                             const MediaProducer* node) {
+    std::string name = node != nullptr ? node->Name() : std::string();
+    if (device != nullptr && !device->name.empty()) {
+        name = "\"" + device->name + "\"";
+        if (!device->builtIn && !device->id.empty() && device->id != device->name)
+            name += " (" + device->id + ")";
+    }
+    return std::string("The ") + kind + " input " + name + " has stopped.";
+}
+
 }  // namespace
 
 status_t Tavro::SelectInputs(const std::string& videoInput, const std::string& audioInput) {
@@ -99,6 +112,8 @@ status_t Tavro::SetupNodes() {
         fVideoConsumer = std::make_unique<VideoConsumer>(1, "Video Capture", fVideoSink);
         fVideoConsumer->SetWaitForRing(unpaced);
         fVideoConsumer->SetOrigin(&fRecordingOrigin);
+        fVideoConsumer->SetStoppedNotice(
+            inputStoppedText("video", fRoster->DefaultVideoInput(), fVideoInputNode.get()));
         status = fVideoConsumer->NodeRegistered();
         if (status != B_OK) {
             ErrorAlert("Can't register the video node", status, false);
@@ -121,6 +136,8 @@ status_t Tavro::SetupNodes() {
         fAudioUnpaced = unpaced;
         fAudioConsumer = std::make_unique<AudioConsumer>(1, "Audio Capture");
         fAudioConsumer->SetWaitForRing(unpaced);
+        fAudioConsumer->SetStoppedNotice(
+            inputStoppedText("audio", fRoster->DefaultAudioInput(), fAudioInputNode.get()));
         status = fAudioConsumer->NodeRegistered();
         if (status != B_OK) {
             ErrorAlert("Can't register the audio node", status, false);

@@ -140,16 +140,21 @@ status_t Tavro::SetAudioTrack(MediaTrack* track) {
     return B_OK;
 }
 
+void Tavro::NoteError(const char* text, status_t status) {
+    std::lock_guard<std::mutex> lock(fErrorLock);
+    addRecordingError(&fErrors, real_time_clock_usecs(), text, status);
+}
+
 void Tavro::StopOnError(const char* text, status_t status) {
     // Once per recording: the first cause is the one told; the writers go on failing (and
-    // counting) until the stop arrives.
+    // counting) until the stop arrives. The report keeps every one.
+    NoteError(text, status);
     if (fStopRequested.exchange(true))
         return;
     {
         std::lock_guard<std::mutex> lock(fErrorLock);
         fRecordingError = status;
         fRecordingErrorText = text;
-        fRecordingErrorTime = real_time_clock_usecs();
     }
     if (MessageTarget* target = fStopTarget.load()) {
         Message stop(kMsgStop);
@@ -167,30 +172,24 @@ status_t Tavro::RecordingError(std::string* text) const {
     return fRecordingError;
 }
 
-namespace {
-
-// What the user is told when an input of `kind` ("video", "audio") stops: its description,
-// with the device's name beside it when that says more ("BT878 video" (/dev/video0)).
-std::string inputStoppedText(const char* kind, const MediaDevice* device,
-                             const MediaProducer* node) {
-    std::string name = node != nullptr ? node->Name() : std::string();
-    if (device != nullptr && !device->name.empty()) {
-        name = "\"" + device->name + "\"";
-        if (!device->builtIn && !device->id.empty() && device->id != device->name)
-            name += " (" + device->id + ")";
-    }
-    return std::string("The ") + kind + " input " + name + " has stopped.";
+status_t Tavro::StoppedInput(bool withAudio, std::string* notice) const {
+    auto stopped = [notice](const auto* consumer, const MediaProducer* node) {
+        const status_t ended = node != nullptr ? node->StreamStatus() : B_OK;
+        if (ended != B_OK && consumer != nullptr && notice != nullptr)
+            *notice = consumer->StoppedNotice();
+        return ended;
+    };
+    status_t status = stopped(fVideoConsumer.get(), fVideoInputNode.get());
+    if (status == B_OK && withAudio)
+        status = stopped(fAudioConsumer.get(), fAudioInputNode.get());
+    return status;
 }
 
-}  // namespace
-
 void Tavro::WatchInputs() {
-    // The texts are made here, on the control thread, where the roster may be read.
-    auto watch = [this](auto* consumer, const char* kind, const MediaDevice* device,
-                        MediaProducer* node) {
+    auto watch = [this](auto* consumer, MediaProducer* node) {
         if (consumer == nullptr || node == nullptr)
             return;
-        std::string text = inputStoppedText(kind, device, node);
+        std::string text = consumer->StoppedNotice();
         consumer->SetInputStoppedHandler([this, text](const std::string&, status_t status) {
             StopOnError(text.c_str(), status);
         });
@@ -199,11 +198,9 @@ void Tavro::WatchInputs() {
         if (const status_t ended = node->StreamStatus(); ended != B_OK)
             StopOnError(text.c_str(), ended);
     };
-    watch(fVideoConsumer.get(), "video", fRoster ? fRoster->DefaultVideoInput() : nullptr,
-          fVideoInputNode.get());
+    watch(fVideoConsumer.get(), fVideoInputNode.get());
     if (fAudioTrack != nullptr)
-        watch(fAudioConsumer.get(), "audio", fRoster ? fRoster->DefaultAudioInput() : nullptr,
-              fAudioInputNode.get());
+        watch(fAudioConsumer.get(), fAudioInputNode.get());
 }
 
 int32 Tavro::AudioRingCount(const media_raw_audio_format& audio) const {
@@ -221,9 +218,16 @@ status_t Tavro::Start() {
         std::lock_guard<std::mutex> lock(fErrorLock);
         fRecordingError = B_OK;
         fRecordingErrorText.clear();
+        fErrors.clear();
     }
     fWrittenVideoFrames.store(0);
     fWrittenVideoTime.store(0);
+    fWrittenAudioBuffers.store(0);
+    fFailedVideoWrites.store(0);
+    fFailedAudioWrites.store(0);
+    fVideoRingPeak = fAudioRingPeak = 0;
+    fVideoRingSlots = fVideoRing != nullptr ? fVideoRing->Count() : 0;
+    fAudioRingSlots = fAudioRing != nullptr ? fAudioRing->Count() : 0;
     fReportFile = fVideoTrack != nullptr ? fVideoTrack->File() : nullptr;
     fReportAudio = fAudioTrack != nullptr;
     fStartedAt = real_time_clock_usecs();
@@ -291,6 +295,10 @@ status_t Tavro::Stop() {
     }
     // SetRing(nullptr) returned after any Write into the old ring: no node touches it now,
     // and the writers have ended.
+    if (wasRecording) {
+        fVideoRingPeak = fVideoRing != nullptr ? fVideoRing->MaxBuffersUsed() : 0;
+        fAudioRingPeak = fAudioRing != nullptr ? fAudioRing->MaxBuffersUsed() : 0;
+    }
     fVideoRing.reset();
     fAudioRing.reset();
 
@@ -320,14 +328,34 @@ bool Tavro::FillReport(const MediaFile* file, RecordingReport* report) {
                 *name = device->name + (device->id != device->name ? " (" + device->id + ")" : "");
         }
     }
-    report->videoFramesWritten = fWrittenVideoFrames.load();
+    if (fRoster != nullptr) {
+        const MediaDevice* video = fRoster->DefaultVideoInput();
+        const MediaDevice* audio = fRoster->DefaultAudioInput();
+        report->testPicture = video != nullptr && video->builtIn;
+        report->testTone = fReportAudio && audio != nullptr && audio->builtIn;
+    }
+    // What never came, what a full ring refused and what the writer could not write are
+    // dropped, so that written + dropped is what the rate gives (or what came, from an input
+    // faster than its rate).
+    auto stream = [](int64 expected, int64 recorded, int64 written, int64 lost, int64 ringFull,
+                     int32 peak, int32 slots) {
+        const int64 missing = std::max<int64>(0, expected - recorded - ringFull);
+        return RecordingReport::Stream{true,     expected, written, missing + ringFull + lost,
+                                       ringFull, peak,     slots};
+    };
+    report->video.written = fWrittenVideoFrames.load();
     if (fVideoConsumer != nullptr)
-        report->video = {true, VideoFramesCounter(), DroppedVideoFrames(), VideoRingFullDrops()};
+        report->video =
+            stream(fVideoConsumer->ExpectedFrames(), fVideoConsumer->RecordedFrames(),
+                   fWrittenVideoFrames.load(), fFailedVideoWrites.load() + fVideoLeftInRing.load(),
+                   VideoRingFullDrops(), fVideoRingPeak, fVideoRingSlots);
     if (fAudioConsumer != nullptr && fReportAudio)
-        report->audio = {true, AudioFramesCounter(), DroppedAudioFrames(), AudioRingFullDrops()};
+        report->audio =
+            stream(fAudioConsumer->ExpectedBuffers(), fAudioConsumer->RecordedFrames(),
+                   fWrittenAudioBuffers.load(), fFailedAudioWrites.load() + fAudioLeftInRing.load(),
+                   AudioRingFullDrops(), fAudioRingPeak, fAudioRingSlots);
     std::lock_guard<std::mutex> lock(fErrorLock);
-    if (fRecordingError != B_OK)
-        report->errors.push_back({fRecordingErrorTime, fRecordingErrorText, fRecordingError});
+    report->errors = fErrors;
     return true;
 }
 
@@ -352,9 +380,10 @@ int32 Tavro::VideoWriter(Tavro* self) {
             self->fFailedVideoWrites.fetch_add(1);
             if (fileCannotGoOn(track, status))
                 self->StopOnError("Video file may be corrupt.", status);
+            else
+                self->NoteError("A video frame could not be written.", status);
         });
     self->fVideoLeftInRing.store(left);
-    self->fFailedVideoWrites.store(0);
     return 0;
 }
 
@@ -407,28 +436,34 @@ int32 Tavro::AudioWriter(Tavro* self) {
                 snooze(kOriginPoll);
         }
     };
-    const int32 left =
-        writeSlots(self->fRecording, self->fDrainUntil, self->fMediaWriteLock, self->fWriteTurns,
-                   ring, ring->Count(), findOrigin, [&](void* data, bigtime_t time) {
-                       const int16* samples = static_cast<const int16*>(data);
-                       int count = int(frames);
-                       if (resampler != nullptr &&
-                           resampler->Convert(samples, count, &samples, &count) != B_OK) {
-                           self->fFailedAudioWrites.fetch_add(1);
-                           return;
-                       }
-                       info.start_time = time - origin;
-                       const status_t status = track->WriteFrames(samples, count, &info);
-                       if (status == B_OK)
-                           return;
-                       self->fFailedAudioWrites.fetch_add(1);
-                       // Both tracks write into one file: what it cannot take ends the
-                       // recording either way.
-                       if (fileCannotGoOn(track, status))
-                           self->StopOnError("Video file may be corrupt.", status);
-                   });
+    const int32 left = writeSlots(
+        self->fRecording, self->fDrainUntil, self->fMediaWriteLock, self->fWriteTurns, ring,
+        ring->Count(), findOrigin, [&](void* data, bigtime_t time) {
+            const int16* samples = static_cast<const int16*>(data);
+            int count = int(frames);
+            if (resampler != nullptr) {
+                if (const status_t converted = resampler->Convert(samples, count, &samples, &count);
+                    converted != B_OK) {
+                    self->fFailedAudioWrites.fetch_add(1);
+                    self->NoteError("A sound buffer could not be converted.", converted);
+                    return;
+                }
+            }
+            info.start_time = time - origin;
+            const status_t status = track->WriteFrames(samples, count, &info);
+            if (status == B_OK) {
+                self->fWrittenAudioBuffers.fetch_add(1);
+                return;
+            }
+            self->fFailedAudioWrites.fetch_add(1);
+            // Both tracks write into one file: what it cannot take ends the
+            // recording either way.
+            if (fileCannotGoOn(track, status))
+                self->StopOnError("Video file may be corrupt.", status);
+            else
+                self->NoteError("A sound buffer could not be written.", status);
+        });
     self->fAudioLeftInRing.store(left);
-    self->fFailedAudioWrites.store(0);
     return 0;
 }
 

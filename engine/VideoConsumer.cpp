@@ -206,6 +206,8 @@ void VideoConsumer::SetView(VideoFrameSink* view) {
     std::lock_guard lock(fViewLock);
     fView = view;
     UpdateConversion();
+    if (const std::string notice = fRecord.StopNotice(); fView != nullptr && !notice.empty())
+        fView->InputStopped(notice);
 }
 
 bool VideoConsumer::HasConversionBitmap() {
@@ -351,6 +353,13 @@ int64 VideoConsumer::FramesCounter() {
     return int64(relative * fDisplayRate.load() / (float(fSkipFrames.load()) * 1000000.0f));
 }
 
+int64 VideoConsumer::ExpectedFrames() const {
+    if (!fRecord.Started())
+        return 0;
+    const bigtime_t interval = Interval();
+    return (interval > 0 ? fRecord.CountedTime() / interval : 0) + 1;
+}
+
 // --- Events ---
 
 void VideoConsumer::HandleEvent(const media_timed_event* event, bigtime_t lateness) {
@@ -379,6 +388,10 @@ void VideoConsumer::BufferReceived(MediaBuffer* buffer) {
 
 void VideoConsumer::ProducerDataStatus(MediaProducer* producer, status_t status, bigtime_t) {
     fRecord.InputStopped(producer != nullptr ? producer->Name() : Name(), status);
+    const std::string notice = fRecord.StopNotice();
+    std::lock_guard lock(fViewLock);
+    if (fView != nullptr && !notice.empty())
+        fView->InputStopped(notice);
 }
 
 void VideoConsumer::SetInputStoppedHandler(RecordPath::InputStoppedHandler handler) {

@@ -74,6 +74,10 @@ public:
 
     // Called on the event thread when the input's stream ends with an error (see RecordPath).
     void SetInputStoppedHandler(RecordPath::InputStoppedHandler handler);
+    // The input's stream ended with an error: the view (this one, and any set later) shows
+    // the notice with the reason instead of a picture that no longer moves (see RecordPath).
+    void SetStoppedNotice(std::string notice) { fRecord.SetStoppedNotice(std::move(notice)); }
+    std::string StoppedNotice() const { return fRecord.StoppedNotice(); }
     // The record path (see RecordPath).
     void SetRecording(bool recording) { fRecord.SetRecording(recording); }
     void SetRing(RingBuffer* ring) { fRecord.SetRing(ring); }
@@ -88,6 +92,9 @@ public:
     // comes on top.
     int64 DroppedFrames() { return fRecord.Dropped(FramesCounter() + (fRecord.Started() ? 1 : 0)); }
     int64 RecordedFrames() const { return fRecord.RecordedFrames(); }
+    // The frames the recording's times span, the first one included, counted exactly (the
+    // times advance by whole intervals): what the report calls expected. 0 before the first.
+    int64 ExpectedFrames() const;
     float DisplayRate() const { return fDisplayRate.load(); }
     float FieldRate() const { return fFieldRate.load(); }
 

@@ -70,6 +70,29 @@ protected:
         engine.SetStatusView(nullptr);
     }
 
+    // The report beside the file, removed.
+    std::string TakeReport() {
+        std::ifstream file(path + ".log");
+        std::stringstream text;
+        text << file.rdbuf();
+        std::remove((path + ".log").c_str());
+        return text.str();
+    }
+
+    // A stream's figures in the report ("Video frames: 75 frames expected, 74 written, 1
+    // dropped ..."): false when the line is not there.
+    struct Figures {
+        long long expected = -1, written = -1, dropped = -1;
+    };
+    static bool ReadFigures(const std::string& report, const std::string& key, const char* unit,
+                            Figures* figures) {
+        const size_t at = report.find(key + ": ");
+        const std::string pattern = std::string("%lld ") + unit + " expected, %lld written, %lld";
+        return at != std::string::npos &&
+               std::sscanf(report.c_str() + at + key.size() + 2, pattern.c_str(),
+                           &figures->expected, &figures->written, &figures->dropped) == 3;
+    }
+
     RingWatcher rings;  // the status view of the recordings
     bool hadAudioTrack = false;
     bigtime_t started = 0;  // when Record had started the engine
@@ -145,11 +168,7 @@ TEST_F(EngineRecording, SkipFramesAndAReducedAudioTrackWriteHalfTheFrames) {
     EXPECT_EQ(movie.Audio()->samples, recordedAudio * int64(input.raw_audio.buffer_size / 4 / 2));
 
     // The report beside the file: what was recorded, as the file holds it.
-    std::ifstream reportFile(path + ".log");
-    std::stringstream read;
-    read << reportFile.rdbuf();
-    const std::string report = read.str();
-    std::remove((path + ".log").c_str());
+    const std::string report = TakeReport();
     for (const std::string& expected :
          {"File: " + path + "\n", std::string("Format: test\n"), std::string("Container: avi\n"),
           std::string("Video: raw-video, 384x288 B_RGB32, 12.500 frames/s\n"),
@@ -160,7 +179,11 @@ TEST_F(EngineRecording, SkipFramesAndAReducedAudioTrackWriteHalfTheFrames) {
         EXPECT_NE(report.find(expected), std::string::npos) << expected << "in\n" << report;
     EXPECT_NE(report.find("Started: "), std::string::npos) << report;
     EXPECT_NE(report.find("Stopped: "), std::string::npos) << report;
-    EXPECT_NE(report.find("Sound buffers: "), std::string::npos) << report;
+    // Every buffer the node recorded was written (none left, none failed).
+    Figures sound;
+    ASSERT_TRUE(ReadFigures(report, "Sound buffers", "buffers", &sound)) << report;
+    EXPECT_EQ(sound.written, recordedAudio);
+    EXPECT_EQ(sound.written + sound.dropped, sound.expected) << report;
 }
 
 // Also a recording without an audio track: no sound is recorded or written.
@@ -196,6 +219,15 @@ TEST_F(EngineRecording, MissingFramesAreCountedAndPrintedOncePerInterval) {
     EXPECT_EQ(movie.Audio(), nullptr);
     ASSERT_NE(movie.Video(), nullptr);
     EXPECT_EQ(movie.Video()->frames, recordedVideo);
+
+    // The report counts the missing frames among those expected: they add up to the file's.
+    const std::string report = TakeReport();
+    Figures video;
+    ASSERT_TRUE(ReadFigures(report, "Video frames", "frames", &video)) << report;
+    EXPECT_EQ(video.written, movie.Video()->frames);
+    EXPECT_EQ(video.dropped, int64(lines));
+    EXPECT_EQ(video.expected, video.written + video.dropped);
+    EXPECT_EQ(report.find("Sound buffers: "), std::string::npos) << report;
 }
 
 TEST_F(EngineRecording, AWriterHeldBackFillsTheRing) {

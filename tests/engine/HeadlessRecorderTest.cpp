@@ -31,6 +31,25 @@ size_t count(const std::string& text, const std::string& what) {
     return found;
 }
 
+// The report beside `path`, removed.
+std::string takeReport(const std::string& path) {
+    std::ifstream file(path + ".log");
+    std::stringstream text;
+    text << file.rdbuf();
+    std::remove((path + ".log").c_str());
+    return text.str();
+}
+
+// The number after `key` in `text` ("Video frames: " gives 75 of "Video frames: 75 ..."), or
+// -1 when it is not there; `at` is where to look for the key from.
+long long figureAfter(const std::string& text, const std::string& key, size_t at = 0) {
+    const size_t found = text.find(key, at);
+    long long value = -1;
+    if (found != std::string::npos)
+        std::sscanf(text.c_str() + found + key.size(), "%lld", &value);
+    return value;
+}
+
 // The built-in inputs, whatever devices this machine has.
 std::vector<std::string> withTestSignal(std::vector<std::string> arguments) {
     arguments.insert(arguments.end(), {"--video-input=test-picture", "--audio-input=test-tone"});
@@ -71,6 +90,27 @@ TEST(HeadlessRecorder, RecordsTheGivenDurationAndReportsIntoAPipeInPlainLines) {
     EXPECT_NEAR(double(movie.Video()->frames + dropped), 75, 3);
     EXPECT_EQ(movie.Video()->decodeErrors, 0);
     EXPECT_NEAR(double(movie.Audio()->samples) / movie.Audio()->sampleRate, 3.0, 0.15);
+
+    // The report's figures are the file's, and they add up.
+    const std::string report = takeReport(path);
+    EXPECT_EQ(figureAfter(report, "Video frames written: "), movie.Video()->frames) << report;
+    const size_t video = report.find("Video frames: ");
+    ASSERT_NE(video, std::string::npos) << report;
+    const long long expected = figureAfter(report, "Video frames: ");
+    const long long written = figureAfter(report, "expected, ", video);
+    EXPECT_EQ(written, movie.Video()->frames) << report;
+    EXPECT_EQ(written + figureAfter(report, "written, ", video), expected) << report;
+    const size_t sound = report.find("Sound buffers: ");
+    ASSERT_NE(sound, std::string::npos) << report;
+    EXPECT_EQ(figureAfter(report, "expected, ", sound) + figureAfter(report, "written, ", sound),
+              figureAfter(report, "Sound buffers: "))
+        << report;
+    EXPECT_GT(figureAfter(report, "Video ring: at most "), 0) << report;
+    EXPECT_GT(figureAfter(report, "Sound ring: at most "), 0) << report;
+    // The test signal is measured in the closed file: every frame, sound placed against them.
+    EXPECT_EQ(figureAfter(report, "Test picture: "), movie.Video()->frames) << report;
+    EXPECT_NE(report.find("A/V sync: sound "), std::string::npos) << report;
+    EXPECT_NE(report.find("Errors: none\n"), std::string::npos) << report;
 }
 
 TEST(HeadlessRecorder, OnATerminalTheStatusIsOneLineRewrittenInPlace) {
@@ -315,6 +355,11 @@ TEST(HeadlessRecorder, AWriteErrorStopsTheRecordingAndKeepsADecodableFile) {
         ASSERT_NE(at, std::string::npos) << run.err;
         std::sscanf(run.err.c_str() + at, "stopped after %lf", &stoppedAfter);
         EXPECT_LT(stoppedAfter, 10.0) << run.err;
+
+        // However often the writers failed until the stop, the report lists the error once.
+        const std::string report = takeReport(path);
+        EXPECT_EQ(count(report, "Error: "), 1u) << report;
+        EXPECT_EQ(count(report, "Video file may be corrupt. ["), 1u) << report;
 
         MovieSummary movie = readMovie(path);
         std::remove(path.c_str());

@@ -41,6 +41,7 @@ public:
         return true;
     }
     void SetEnabled(bool) override {}
+    void InputStopped(const std::string&) override {}
     int Frames() {
         std::lock_guard lock(fLock);
         return frames;

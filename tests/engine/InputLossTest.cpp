@@ -18,10 +18,10 @@
 #include "app/MessageCodes.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
-#include "media/alsa/AlsaProducer.h"
 #include "support/Clock.h"
 #include "support/MessageQueue.h"
 #include "tests/engine/EngineTestSupport.h"
+#include "tests/media/capture/FailingAlsa.h"
 #include "tests/media/capture/FakeDevices.h"
 
 namespace {
@@ -133,63 +133,6 @@ TEST_F(InputLoss, AVanishedCardStopsTheRecordingWithItsName) {
         EXPECT_EQ(movie.Audio()->decodeErrors, 0);
     }
 }
-
-// ALSA's "file" plugin copies what it captures into a FIFO; when the reading end closes, its
-// reads fail with EIO, which ALSA cannot recover from: the stream of a card that failed.
-class AlsaFifoBackend : public CardBackend {
-public:
-    AlsaFifoBackend(FakeBt848* card, const std::string& fifo)
-        : CardBackend(card),
-          fConfig("pcm.tavrofail { type file slave.pcm { type null } file \"" + fifo +
-                  "\" format raw }") {}
-
-    std::vector<MediaDevice> AudioInputs() override {
-        return {{DeviceKind::AudioInput, "tavrofail", "Failing capture", false}};
-    }
-    status_t MakeInput(const MediaDevice& device, std::shared_ptr<MediaProducer>* node) override {
-        if (device.kind != DeviceKind::AudioInput)
-            return CardBackend::MakeInput(device, node);
-        auto producer = std::make_shared<AlsaProducer>(AlsaSource{device.id, fConfig});
-        if (producer->InitCheck() != B_OK)
-            return producer->InitCheck();
-        *node = std::move(producer);
-        return B_OK;
-    }
-
-private:
-    std::string fConfig;
-};
-
-// The reading end of a FIFO, emptied on a thread of its own until Unplug closes it.
-class FifoReader {
-public:
-    explicit FifoReader(const std::string& path)
-        : fDescriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
-        fThread = std::thread([this] {
-            char sink[65536];
-            while (!fUnplug.load()) {
-                while (read(fDescriptor, sink, sizeof sink) > 0) {
-                }
-                snooze(2000);
-            }
-        });
-    }
-    ~FifoReader() { Unplug(); }
-    bool IsOpen() const { return fDescriptor >= 0; }
-    void Unplug() {
-        fUnplug.store(true);
-        if (fThread.joinable())
-            fThread.join();
-        if (fDescriptor >= 0)
-            close(fDescriptor);
-        fDescriptor = -1;
-    }
-
-private:
-    int fDescriptor;
-    std::atomic<bool> fUnplug{false};
-    std::thread fThread;
-};
 
 TEST_F(InputLoss, AnAlsaStreamThatFailsStopsTheRecordingWithItsName) {
     const std::string fifo = temporaryPath("fifo");

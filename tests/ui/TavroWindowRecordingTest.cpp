@@ -17,6 +17,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <thread>
 
 #include "app/ErrorAlert.h"
@@ -150,9 +151,16 @@ TEST_F(RecordingTest, AFileThatCannotGoOnStopsTheRecordingAndTheStatusAreaKeepsW
     Post(Record(path));
     ASSERT_TRUE(fDevices->IsRecording());
     waitUntil([] { return false; }, 1000);
-    // What a writer thread does when the disk reports an error.
-    std::thread writer([this] { fDevices->StopOnError("Video file may be corrupt.", B_IO_ERROR); });
+    // What the writer threads do when the disk reports errors: the video writer fails twice
+    // before the stop arrives, the audio writer once with another error.
+    std::thread writer([this] {
+        fDevices->StopOnError("Video file may be corrupt.", B_IO_ERROR);
+        fDevices->StopOnError("Video file may be corrupt.", B_IO_ERROR);
+    });
     writer.join();
+    std::thread audioWriter(
+        [this] { fDevices->StopOnError("Video file may be corrupt.", B_DEVICE_FULL); });
+    audioWriter.join();
     ASSERT_TRUE(waitUntil([this] { return !fDevices->IsRecording(); }, 3000));
     drain();
     EXPECT_FALSE(StopButton()->isEnabled());
@@ -162,6 +170,20 @@ TEST_F(RecordingTest, AFileThatCannotGoOnStopsTheRecordingAndTheStatusAreaKeepsW
     EXPECT_TRUE(fWindow->LastError().contains("Video file may be corrupt. [Input/output error]"))
         << fWindow->LastError().toStdString();
     expectRecorded(path, 1.0);
+    // The report beside the file lists each kind of error once, with its times.
+    std::ifstream reportFile(path + ".log");
+    std::stringstream report;
+    report << reportFile.rdbuf();
+    const size_t firstError = report.str().find("Error: ");
+    ASSERT_NE(firstError, std::string::npos) << report.str();
+    const std::string errors = report.str().substr(firstError);
+    EXPECT_NE(errors.find("Video file may be corrupt. [Input/output error] (2 times, the last at "),
+              std::string::npos)
+        << report.str();
+    EXPECT_NE(errors.find("\nError: "), std::string::npos) << report.str();
+    EXPECT_NE(errors.find("Video file may be corrupt. [" + statusText(B_DEVICE_FULL) + "]\n"),
+              std::string::npos)
+        << report.str();
 
     // A later failure after the one-shot alert has been used still shows in the status area.
     Post(Record("/no-such-directory/clip.avi"));

@@ -85,6 +85,17 @@ void TavroWindow::Record(Message* message) {
     if (fFile != nullptr)
         Stop();
 
+    // An input that has stopped (unplugged, failed) would end the recording at once: no file
+    // is made, and the window says which input it is.
+    std::string stopped;
+    if (const status_t ended = fEngine->StoppedInput(!isEmpty(fFormat->audioEncoder), &stopped);
+        ended != B_OK) {
+        ErrorAlert(stopped.c_str(), ended);
+        fRecordFailure = stopped;
+        ShowLastError(stopped, ended);
+        return;
+    }
+
     ExistingFile existing = ExistingFile::kRefuse;
     if (exists(path)) {
         if (timed) {

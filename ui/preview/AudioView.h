@@ -8,7 +8,8 @@
 // pulse until a new one arrives. Samples are taken in pairs from the block's end, left then
 // right, also for mono input (where only every other sample counts).
 //
-// When the input could not be connected the view shows "<could not connect to audio input>".
+// When the input could not be connected the view shows "<could not connect to audio input>";
+// when it stops delivering, the notice the node gives instead of levels that no longer move.
 
 #include <QImage>
 #include <atomic>
@@ -31,6 +32,7 @@ public:
     void AudioBlockReceived(const int16* samples, size_t count) override;
     void SetChannelCount(int32 channels) override;
     void SetEnabled(bool enabled) override { StoreEnabled(enabled); }
+    void InputStopped(const std::string& notice) override { StoreStopped(notice); }
 
     // GUI thread: the histogram step; nothing until a block has been received.
     void Pulse();

@@ -5,7 +5,9 @@
 // Frames that arrive while one is still pending replace it, so a slow or busy window drops
 // frames and never holds the node up for longer than the node's time-out.
 //
-// When the input could not be connected the view shows "<could not connect to video input>".
+// When the input could not be connected the view shows "<could not connect to video input>";
+// when it stops delivering, the notice the node gives (which input, and why) instead of its
+// last picture.
 // A secondary click opens the scale and full-screen menu; a primary click leaves full screen
 // and a double-click toggles it.
 
@@ -28,6 +30,7 @@ public:
     bool CanDraw(color_space space) const override;
     bool PresentFrame(const VideoFrame& frame, bigtime_t timeout) override;
     void SetEnabled(bool enabled) override { StoreEnabled(enabled); }
+    void InputStopped(const std::string& notice) override { StoreStopped(notice); }
 
     // GUI thread: the capture time of the frame drawn last; 0 before the first.
     bigtime_t ShownFrameTime() const { return fShownTime; }

@@ -13,6 +13,7 @@
 #include "engine/VideoConversion.h"
 #include "support/Clock.h"
 #include "tests/ui/UiTestSupport.h"
+#include "tests/ui/preview/ShowsNotice.h"
 #include "ui/preview/AudioView.h"
 #include "ui/preview/VideoView.h"
 
@@ -139,33 +140,43 @@ TEST_F(VideoViewTest, BusyWindowDropsFramesWithoutHoldingTheNode) {
         EXPECT_FALSE(fView.PresentFrame(frame, 0));
 }
 
-TEST(PreviewViewTest, DisabledViewShowsTheNoticeOnThePanel) {
+// Not connected, or connected and then stopped: the notice on the panel, not the last
+// picture; a new connection brings the picture back.
+TEST(PreviewViewTest, DisabledOrStoppedViewShowsTheNoticeOnThePanel) {
     testApplication();
-    VideoView video;
-    AudioView audio;
-    std::vector<uint32> white(kWidth * kHeight, 0xFFFFFFFF);
-    video.PresentFrame(VideoFrame{white.data(), kWidth * 4, kWidth, kHeight, B_RGB32, 0}, 0);
-    for (QWidget* view : {static_cast<QWidget*>(&video), static_cast<QWidget*>(&audio)}) {
-        view->resize(320, 60);
-        view->show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(view));
-    }
-    video.SetEnabled(false);
-    audio.SetEnabled(false);
-    QCoreApplication::processEvents();
-    for (QWidget* view : {static_cast<QWidget*>(&video), static_cast<QWidget*>(&audio)}) {
-        const QImage shown = painted(view);
-        const QRgb panel = view->palette().color(QPalette::Window).rgb();
-        int dark = 0, background = 0;
-        for (int y = 0; y < shown.height(); y++)
-            for (int x = 0; x < shown.width(); x++) {
-                dark += qGray(shown.pixel(x, y)) < 80;
-                background += shown.pixel(x, y) == panel;
-            }
-        EXPECT_GT(dark, 20);  // the text
-        EXPECT_GT(background, shown.width() * shown.height() / 2);
-        EXPECT_EQ(shown.pixel(0, 0), panel);
-        EXPECT_EQ(shown.pixel(shown.width() - 1, shown.height() - 1), panel);
+    for (bool stopped : {false, true}) {
+        SCOPED_TRACE(stopped ? "stopped" : "disabled");
+        VideoView video;
+        AudioView audio;
+        std::vector<uint32> white(kWidth * kHeight, 0xFFFFFFFF);
+        video.PresentFrame(VideoFrame{white.data(), kWidth * 4, kWidth, kHeight, B_RGB32, 0}, 0);
+        for (QWidget* view : {static_cast<QWidget*>(&video), static_cast<QWidget*>(&audio)}) {
+            view->resize(320, 60);
+            view->show();
+            ASSERT_TRUE(QTest::qWaitForWindowExposed(view));
+        }
+        if (stopped) {
+            video.InputStopped(
+                "The video input \"Card\" (/dev/video0) has stopped.\nNo such device");
+            audio.InputStopped("The audio input \"Mic\" (hw:1) has stopped.\nInput/output error");
+        } else {
+            video.SetEnabled(false);
+            audio.SetEnabled(false);
+        }
+        QCoreApplication::processEvents();
+        for (QWidget* view : {static_cast<QWidget*>(&video), static_cast<QWidget*>(&audio)}) {
+            EXPECT_TRUE(showsNotice(view));
+            const QImage shown = painted(view);
+            const QRgb panel = view->palette().color(QPalette::Window).rgb();
+            EXPECT_EQ(shown.pixel(0, 0), panel);
+            EXPECT_EQ(shown.pixel(shown.width() - 1, shown.height() - 1), panel);
+        }
+        // The input connected again: the stopped notice goes.
+        video.SetEnabled(true);
+        audio.SetEnabled(true);
+        QCoreApplication::processEvents();
+        EXPECT_TRUE(video.StoppedNotice().isEmpty());
+        EXPECT_EQ(painted(&video).pixel(3, 3), 0xFFFFFFFF);
     }
 }
 
