@@ -59,6 +59,12 @@ protected:
         MakeWindow(fDevices.get());
     }
 
+    // Lets the recording under way write a second of pictures, however busy the machine: a
+    // fixed wait gives a loaded machine less than the files are checked for.
+    void RecordASecond() {
+        ASSERT_TRUE(waitUntil([this] { return fDevices->WrittenVideoFrames() >= 25; }, 20000));
+    }
+
     // In the test program's own settings directory, removed at its exit.
     static std::string NewPath() {
         static int count = 0;
@@ -87,7 +93,7 @@ TEST_F(RecordingTest, RecordIsRefusedWhileRecordingAndATimedStartTakesOverIntoIt
     EXPECT_TRUE(StopButton()->isEnabled());
     EXPECT_FALSE(RecordButton()->isEnabled());
     EXPECT_EQ(fWindow->focusWidget(), StopButton());
-    waitUntil([] { return false; }, 1000);
+    RecordASecond();
 
     // A second manual Record (posted twice, say) neither restarts nor opens another file.
     Post(Record(second));
@@ -100,7 +106,7 @@ TEST_F(RecordingTest, RecordIsRefusedWhileRecordingAndATimedStartTakesOverIntoIt
     timed.AddBool("timed", true);
     Post(timed);
     ASSERT_TRUE(fDevices->IsRecording());
-    waitUntil([] { return false; }, 1000);
+    RecordASecond();
     QTest::mouseClick(StopButton(), Qt::LeftButton);
     drain();
     EXPECT_FALSE(fDevices->IsRecording());
@@ -140,7 +146,7 @@ TEST_F(RecordingTest, RecordAsksBeforeReplacingAFile) {
     answer("Replace");
     drain();
     ASSERT_TRUE(fDevices->IsRecording());
-    waitUntil([] { return false; }, 1000);
+    RecordASecond();
     Post(Message(kMsgStop));
     expectRecorded(path, 1.0);
 }
@@ -150,7 +156,7 @@ TEST_F(RecordingTest, AFileThatCannotGoOnStopsTheRecordingAndTheStatusAreaKeepsW
     const std::string path = NewPath();
     Post(Record(path));
     ASSERT_TRUE(fDevices->IsRecording());
-    waitUntil([] { return false; }, 1000);
+    RecordASecond();
     // What the writer threads do when the disk reports errors: the video writer fails twice
     // before the stop arrives, the audio writer once with another error.
     std::thread writer([this] {
@@ -209,10 +215,10 @@ TEST_F(RecordingTest, ATimedRecordArrivingWhileAnAlertIsOpenStartsOnce) {
     Post(timed);
     ASSERT_TRUE(fDevices->IsRecording());
     EXPECT_TRUE(shown->isVisible());
-    waitUntil([] { return false; }, 1000);
+    RecordASecond();
     Post(timed);
     ASSERT_TRUE(fDevices->IsRecording());
-    waitUntil([] { return false; }, 1000);
+    RecordASecond();
     Post(Message(kMsgStop));
     EXPECT_FALSE(fDevices->IsRecording());
     // The second timed start took over into a file of its own; no file was opened twice.
