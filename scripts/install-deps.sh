@@ -11,6 +11,7 @@ packages=(
     libv4l-dev libasound2-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     clang libclang-rt-14-dev
+    clang-format-14
     ffmpeg xvfb xdotool
     desktop-file-utils appstream
     pulseaudio pulseaudio-utils libasound2-plugins

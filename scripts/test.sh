@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds everything and runs every test: the fuzz targets for a
-# bounded number of runs (a clang build), then the whole CTest suite.
+# Installs what is missing, checks the layout of the sources, builds everything and runs every
+# test: the fuzz targets for a bounded number of runs (a clang build), then the whole CTest suite.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/install-deps.sh
+scripts/check-format.sh
 
 cmake -S . -B build -G Ninja -DTAVRO_WERROR=ON
 cmake --build build
