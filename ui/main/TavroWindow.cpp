@@ -140,6 +140,9 @@ TavroWindow::TavroWindow(const Rect& frame, const char* title, Tavro* engine)
 }
 
 TavroWindow::~TavroWindow() {
+    // The field loses its focus as QWidget's destructor hides the window, after the Looper
+    // part is gone: its "editing finished" must not post to it then.
+    disconnect(fFileName, nullptr, this, nullptr);
     if (fFile != nullptr)
         Stop();
     // The input windows reach into the engine, which goes after this window; closing them
