@@ -99,3 +99,14 @@ void limitEncoderDelay(AVCodecContext* context) {
         av_opt_set(options, "x265-params", params.c_str(), 0);
     }
 }
+
+void applyEncoderDefaults(AVCodecContext* context) {
+    std::string_view name = context->codec->name;
+    if (name == "dnxhd" && context->priv_data != nullptr)
+        av_opt_set(context->priv_data, "profile", "dnxhr_hq", 0);
+    // FFmpeg's general default of 128 kbit/s is no rate these take.
+    else if (name == "g726" || name == "g726le")
+        context->bit_rate = 32000;
+    else if (name == "g723_1")
+        context->bit_rate = 6300;
+}

@@ -32,3 +32,10 @@ constexpr double kMaxEncoderDelay = 0.4;
 // Shortens the lookahead of `context` (not open yet) to kMaxEncoderDelay at its frame rate.
 // The encoder's parameter web still offers the options, so a user can lengthen them again.
 void limitEncoderDelay(AVCodecContext* context);
+
+// Sets, on a context that is not open yet, the defaults Tavro gives an encoder whose own ones
+// cannot record a capture: dnxhd's default DNxHD profile takes only a few broadcast sizes at
+// fixed bit rates, so it starts on DNxHR HQ, which takes any size from 256 x 120 up; G.726
+// starts at 32 kbit/s and G.723.1 at 6.3 kbit/s, the rates they are known by. The parameter
+// web still offers the options.
+void applyEncoderDefaults(AVCodecContext* context);

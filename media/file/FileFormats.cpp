@@ -45,6 +45,22 @@ constexpr std::string_view kNotFileMuxers[] = {
     "mkvtimestamp_v2",
 };
 
+// Muxers that cannot hold a live recording. asf_stream is asf for a network stream: no index,
+// no duration, and the file it leaves does not open; asf writes the same streams as a file.
+// amv takes exactly one picture and one sound stream whose blocks must match the frames one
+// for one. avm2 (Flash 9) stores pictures its readers do not find. filmstrip holds RGBA
+// stills for an editor, ico one picture, image2pipe pictures one after the other with
+// nothing that tells a reader where one ends, mpjpeg the same for a web server's push. gxf
+// and the MXF family take only broadcast sizes with 48 kHz sound, mxf_opatom one stream per
+// file. rawvideo writes pictures with nothing that says their size or format. roq (a game's
+// cut scenes) takes only its own 22 kHz mono sound and sizes in multiples of 16; smjpeg
+// (SDL's player) leaves chunks its own reader does not know. webp is animated WebP, which
+// FFmpeg writes but does not read. wtv gives AAC sound that does not decode again.
+constexpr std::string_view kNotLiveMuxers[] = {
+    "asf_stream", "amv",     "avm2",       "filmstrip", "ico", "image2pipe", "mpjpeg", "gxf",
+    "mxf",        "mxf_d10", "mxf_opatom", "rawvideo",  "roq", "smjpeg",     "webp",   "wtv",
+};
+
 struct FileFormatEntry {
     const AVOutputFormat* muxer;
     media_file_format format;
@@ -111,14 +127,61 @@ constexpr std::string_view kDeviceWrappers[] = {
 // trial open in MediaTrack::Init and a recording stopped before its first frame would hang.
 // AV1 stays available through libaom-av1 and librav1e.
 // comfortnoise codes a description of background noise, not the sound itself.
+// h261 has no picture that says it starts a stream: FFmpeg's decoder reports "first frame is
+// no keyframe" as an error on every file, whatever the container. xface draws 48 x 48 icons.
 constexpr std::string_view kUnsafeEncoders[] = {
     "libsvtav1",
     "comfortnoise",
+    "h261",
+    "xface",
 };
 
+// An encoder whose codec FFmpeg cannot decode (a64multi) makes files nothing here can check
+// or play.
 bool isUnsafe(const AVCodec* codec) {
     return std::find(std::begin(kUnsafeEncoders), std::end(kUnsafeEncoders), codec->name) !=
-           std::end(kUnsafeEncoders);
+               std::end(kUnsafeEncoders) ||
+           avcodec_find_decoder(codec->id) == nullptr;
+}
+
+// Pairs of container and codec that FFmpeg writes but cannot read back cleanly. In avi,
+// mpeg1video next to AAC sound gives a file whose sound does not decode; mpeg2video does not
+// have the fault and plays wherever mpeg1video does. asf keeps times in milliseconds, too
+// coarse for FLAC's blocks: they come back with the same time twice. avi gives FLAC and
+// DFPWM blocks no framing its reader finds again. flv writes MPEG-4 part 2 and H.263 only
+// outside its own specification (FFmpeg refuses the header), and Speex only at 16 kHz mono.
+// matroska has no way to store RealVideo without RealMedia's own headers. mov and psp store
+// AV1, VP8, VP9, FLAC and Opus only in the mp4 form; mp4 FLAC only as an experiment. nut does
+// not keep what the Theora, FLAC, WMA and G.726 decoders need to start (headers, block
+// alignment, bits per sample). swf's header takes a PNG stream that its reader takes for
+// JPEG.
+struct RefusedCodecs {
+    std::string_view muxers[2];
+    AVCodecID codecs[6];
+};
+constexpr RefusedCodecs kRefusedCodecs[] = {
+    {{"avi"}, {AV_CODEC_ID_MPEG1VIDEO, AV_CODEC_ID_FLAC, AV_CODEC_ID_DFPWM}},
+    {{"asf"}, {AV_CODEC_ID_FLAC}},
+    {{"flv"}, {AV_CODEC_ID_MPEG4, AV_CODEC_ID_H263, AV_CODEC_ID_SPEEX}},
+    {{"matroska"}, {AV_CODEC_ID_RV10, AV_CODEC_ID_RV20}},
+    {{"mov", "psp"},
+     {AV_CODEC_ID_AV1, AV_CODEC_ID_VP8, AV_CODEC_ID_VP9, AV_CODEC_ID_FLAC, AV_CODEC_ID_OPUS}},
+    {{"mp4"}, {AV_CODEC_ID_FLAC}},
+    {{"swf"}, {AV_CODEC_ID_PNG}},
+    {{"nut"},
+     {AV_CODEC_ID_THEORA, AV_CODEC_ID_FLAC, AV_CODEC_ID_WMAV1, AV_CODEC_ID_WMAV2,
+      AV_CODEC_ID_ADPCM_G726, AV_CODEC_ID_ADPCM_G726LE}},
+};
+
+bool isRefusedPair(const AVOutputFormat* muxer, const AVCodec* codec) {
+    for (const RefusedCodecs& refused : kRefusedCodecs) {
+        if (std::find(std::begin(refused.muxers), std::end(refused.muxers), muxer->name) !=
+                std::end(refused.muxers) &&
+            std::find(std::begin(refused.codecs), std::end(refused.codecs), codec->id) !=
+                std::end(refused.codecs))
+            return true;
+    }
+    return false;
 }
 
 bool isHardware(const AVCodec* codec) {
@@ -212,6 +275,8 @@ void addFileFormats(Registry* registry) {
             continue;
         bool excluded = false;
         for (std::string_view name : kNotFileMuxers)
+            excluded |= name == muxer->name;
+        for (std::string_view name : kNotLiveMuxers)
             excluded |= name == muxer->name;
         if (excluded)
             continue;
@@ -396,6 +461,8 @@ int knownCodec(const AVOutputFormat* muxer, const AVCodec* codec) {
 // any other as bytes no reader recognises; a trial header decides for the others. Trials are
 // remembered for the process.
 bool muxerTakes(const AVOutputFormat* muxer, const AVCodec* codec) {
+    if (isRefusedPair(muxer, codec))
+        return false;
     int answer = avformat_query_codec(muxer, codec->id, FF_COMPLIANCE_NORMAL);
     if (answer >= 0)
         return answer == 1;

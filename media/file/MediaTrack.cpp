@@ -104,7 +104,29 @@ AVSampleFormat encoderSampleFormat(const AVCodec* codec) {
     return list[0];
 }
 
+// Telephone codecs: mono at one rate only, which they check when they open without listing
+// either.
+struct TelephoneCodec {
+    std::string_view encoder;
+    int rate;
+};
+constexpr TelephoneCodec kTelephoneCodecs[] = {
+    {"g723_1", 8000},          {"g726", 8000},    {"g726le", 8000}, {"libgsm", 8000},
+    {"libgsm_ms", 8000},       {"libilbc", 8000}, {"g722", 16000},  {"libopencore_amrnb", 8000},
+    {"libvo_amrwbenc", 16000},
+};
+
+const TelephoneCodec* telephoneCodec(const AVCodec* codec) {
+    for (const TelephoneCodec& each : kTelephoneCodecs) {
+        if (each.encoder == codec->name)
+            return &each;
+    }
+    return nullptr;
+}
+
 int encoderSampleRate(const AVCodec* codec, int wanted) {
+    if (const TelephoneCodec* telephone = telephoneCodec(codec))
+        return telephone->rate;
     if (codec->supported_samplerates == nullptr)
         return wanted;
     int best = 0;
@@ -117,14 +139,25 @@ int encoderSampleRate(const AVCodec* codec, int wanted) {
     return best;
 }
 
-bool takesLayout(const AVCodec* codec, const AVChannelLayout& layout) {
+// The layout of `channels` when the encoder takes it, else the one it takes with the nearest
+// channel count (mono for the telephone codecs): the converter mixes the input into it.
+status_t chooseLayout(const AVCodec* codec, int channels, AVChannelLayout* layout) {
+    av_channel_layout_uninit(layout);
+    av_channel_layout_default(layout, telephoneCodec(codec) != nullptr ? 1 : channels);
     if (codec->ch_layouts == nullptr)
-        return true;
+        return B_OK;
+    const AVChannelLayout* nearest = nullptr;
     for (const AVChannelLayout* each = codec->ch_layouts; each->nb_channels != 0; each++) {
-        if (av_channel_layout_compare(each, &layout) == 0)
-            return true;
+        if (av_channel_layout_compare(each, layout) == 0)
+            return B_OK;
+        if (nearest == nullptr ||
+            std::abs(each->nb_channels - channels) < std::abs(nearest->nb_channels - channels))
+            nearest = each;
     }
-    return false;
+    if (nearest == nullptr)
+        return B_MEDIA_BAD_FORMAT;
+    av_channel_layout_uninit(layout);
+    return av_channel_layout_copy(layout, nearest) < 0 ? B_NO_MEMORY : B_OK;
 }
 
 }  // namespace
@@ -140,6 +173,7 @@ status_t MediaTrack::Init(const AVCodec* codec, const AVOutputFormat* muxer) {
     fPacket.reset(av_packet_alloc());
     if (!fContext || !fFrame || !fPacket)
         return B_NO_MEMORY;
+    applyEncoderDefaults(fContext.get());
     status_t status;
     if (codec->type == AVMEDIA_TYPE_VIDEO && fInput.type == B_MEDIA_RAW_VIDEO)
         status = InitVideo(codec, muxer);
@@ -168,6 +202,7 @@ status_t MediaTrack::Init(const AVCodec* codec, const AVOutputFormat* muxer) {
     trial->time_base = fContext->time_base;
     trial->framerate = fContext->framerate;
     trial->flags = fContext->flags;
+    applyEncoderDefaults(trial.get());
     if ((error = avcodec_open2(trial.get(), codec, nullptr)) < 0)
         return avStatus("avcodec_open2", error);
 
@@ -231,10 +266,9 @@ status_t MediaTrack::InitAudio(const AVCodec* codec) {
         return B_MEDIA_BAD_FORMAT;
     raw.byte_order = B_MEDIA_LITTLE_ENDIAN;
 
-    av_channel_layout_uninit(&fContext->ch_layout);
-    av_channel_layout_default(&fContext->ch_layout, int(raw.channel_count));
-    if (!takesLayout(codec, fContext->ch_layout))
-        return B_MEDIA_BAD_FORMAT;
+    if (status_t status = chooseLayout(codec, int(raw.channel_count), &fContext->ch_layout);
+        status != B_OK)
+        return status;
     fContext->sample_fmt = encoderSampleFormat(codec);
     fContext->sample_rate = encoderSampleRate(codec, int(raw.frame_rate));
     fContext->time_base = AVRational{1, fContext->sample_rate};

@@ -408,6 +408,14 @@ TEST(MediaTrackParameters, CommonOptionsComeFirstInWordsAndASecondWebReachesTheS
     EXPECT_EQ(parameterNamed(first, "g")->MinValue(), 0);
     EXPECT_EQ(parameterNamed(first, "g")->MaxValue(), 1000);
     EXPECT_EQ(parameterNamed(aac->Web(), "b")->MaxValue(), 1e6f);
+    // x264's unset -1 is the encoder's default, offered apart from the range; a bit rate of 0
+    // is a value.
+    for (const char* name : {"g", "crf"}) {
+        EXPECT_TRUE(parameterNamed(first, name)->HasDefaultValue()) << name;
+        EXPECT_EQ(parameterNamed(first, name)->DefaultValue(), -1) << name;
+        EXPECT_EQ(parameterNamed(first, name)->MinValue(), 0) << name;
+    }
+    EXPECT_FALSE(parameterNamed(aac->Web(), "b")->HasDefaultValue());
 }
 
 TEST(MediaTrackParameters, GopSizeChangesTheFileAndSnapshotsReproduceIt) {

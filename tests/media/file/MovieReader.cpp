@@ -21,8 +21,9 @@ const StreamSummary* MovieSummary::Video() const {
 }
 
 const StreamSummary* MovieSummary::Audio() const {
+    // Not every other stream is sound: a DVD's navigation packets come first.
     for (const StreamSummary& stream : streams) {
-        if (!stream.video)
+        if (!stream.video && stream.sampleRate > 0)
             return &stream;
     }
     return nullptr;
@@ -303,13 +304,22 @@ std::string temporaryPath(const char* extension) {
 }
 
 std::string ffmpegDecodeErrors(const std::string& path) {
-    // The path goes to the shell in single quotes; one inside is closed, escaped and reopened.
-    std::string quoted = "'";
-    for (char c : path)
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    quoted += "'";
-    const std::string command =
-        "ffmpeg -nostdin -hide_banner -v error -i " + quoted + " -f null - 2>&1; echo \"exit $?\"";
+    return ffmpegDecodeErrors(std::vector<std::string>{path});
+}
+
+std::string ffmpegDecodeErrors(const std::vector<std::string>& paths) {
+    // The paths go to the shell in single quotes; one inside is closed, escaped and reopened.
+    std::string inputs;
+    std::string maps;
+    for (size_t i = 0; i < paths.size(); i++) {
+        inputs += " -i '";
+        for (char c : paths[i])
+            inputs += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        inputs += "'";
+        maps += " -map " + std::to_string(i);
+    }
+    const std::string command = "ffmpeg -nostdin -hide_banner -v error" + inputs + maps +
+                                " -f null - 2>&1; echo \"exit $?\"";
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr)
         return "ffmpeg did not run";
