@@ -67,6 +67,14 @@ public:
     float ValueStep() const { return fStep; }
     const std::string& Unit() const { return fUnit; }
     int32 CountChannels() const { return fChannels; }
+    // A value below the range that leaves the setting to the owner (an encoder's -1: "use your
+    // own default"). A view offers it at the slider's left end and names it in words.
+    bool HasDefaultValue() const { return fHasDefault; }
+    float DefaultValue() const { return fDefault; }
+    void SetDefaultValue(float value) {
+        fDefault = value;
+        fHasDefault = true;
+    }
 
     // Text parameters: the longest value in bytes.
     size_t MaxBytes() const { return fMaxBytes; }
@@ -95,6 +103,8 @@ private:
     float fMax = 0;
     float fStep = 0;
     std::string fUnit;
+    float fDefault = 0;
+    bool fHasDefault = false;
     int32 fChannels = 1;
     size_t fMaxBytes = 0;
 };

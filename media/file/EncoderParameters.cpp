@@ -1,5 +1,7 @@
 #include "media/file/EncoderParameters.h"
 
+#include "media/file/FFmpegOwners.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -65,8 +67,8 @@ constexpr CommonOption kCommonOptions[] = {
     {"rc_mode", "Rate control", "", 0},
     {"end-usage", "Rate control", "", 0},
     {"b", "Bit rate", "bit/s", 100e6},
-    {"crf", "Constant quality", "", 0},
-    {"qp", "Constant quantiser", "", 0},
+    {"crf", "Constant quality", "", 63},
+    {"qp", "Constant quantiser", "", 69},
     {"vbr", "Variable bit rate", "", 0},
     {"preset", "Speed preset", "", 0},
     {"deadline", "Speed", "", 0},
@@ -113,6 +115,8 @@ void EncoderParameters::Build(ParameterWeb* web, std::vector<Entry>* entries) co
     builder.mediaFlag = fContext->codec_type == AVMEDIA_TYPE_VIDEO ? AV_OPT_FLAG_VIDEO_PARAM
                                                                    : AV_OPT_FLAG_AUDIO_PARAM;
     const AVCodec* codec = fContext->codec;
+    CodecContextPtr fresh(avcodec_alloc_context3(codec));
+    builder.fresh = fresh.get();
     void* privateData = codec->priv_class != nullptr && fContext->priv_data != nullptr
                             ? fContext->priv_data
                             : nullptr;
@@ -226,7 +230,21 @@ void EncoderParameters::AddOption(Builder* builder, ParameterGroup* group, void*
         // A narrowed range starts at 0: below it FFmpeg keeps "unset" and "automatic".
         double min = top > 0 ? std::max(option->min, 0.0) : option->min;
         double max = top > 0 ? std::min(option->max, top) : option->max;
-        group->MakeContinuousParameter(id, label, kind, unit, float(min), float(max), step);
+        // -1 as the encoder's own default ("unset": x264's crf, its keyframe interval) is a
+        // setting of its own, not the bottom of the range.
+        void* fresh = builder->fresh == nullptr ? nullptr
+                      : object == fContext      ? static_cast<void*>(builder->fresh)
+                                                : builder->fresh->priv_data;
+        double initial = 0;
+        const bool unsetByDefault = fresh != nullptr && option->min <= -1 && option->max >= 0 &&
+                                    av_opt_get_double(fresh, option->name, 0, &initial) >= 0 &&
+                                    initial == -1;
+        if (unsetByDefault)
+            min = std::max(min, 0.0);
+        MediaParameter* parameter =
+            group->MakeContinuousParameter(id, label, kind, unit, float(min), float(max), step);
+        if (unsetByDefault)
+            parameter->SetDefaultValue(-1);
         type = ParameterType::Continuous;
     } else {
         group->MakeTextParameter(id, label, kind, kMaxTextBytes);

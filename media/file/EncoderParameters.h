@@ -56,6 +56,8 @@ private:
         std::vector<Entry>* entries;
         std::set<const AVOption*> placed;
         int mediaFlag = 0;
+        // A context of the same encoder as it comes from FFmpeg: the encoder's own defaults.
+        AVCodecContext* fresh = nullptr;
     };
 
     void Build(ParameterWeb* web, std::vector<Entry>* entries) const;

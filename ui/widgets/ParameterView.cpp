@@ -25,7 +25,8 @@ namespace {
 // A slider moves in whole positions: one per step of the parameter, at most this many.
 constexpr int kMaxSliderPositions = 1000;
 
-int sliderPositions(const MediaParameter* parameter) {
+// Positions of the range alone, without the default's.
+int rangePositions(const MediaParameter* parameter) {
     const float range = parameter->MaxValue() - parameter->MinValue();
     if (range <= 0)
         return 1;
@@ -34,21 +35,43 @@ int sliderPositions(const MediaParameter* parameter) {
     return kMaxSliderPositions;
 }
 
+// A parameter with a default value has one more position, the leftmost, for it.
+int firstRangePosition(const MediaParameter* parameter) {
+    return parameter->HasDefaultValue() ? 1 : 0;
+}
+
+int sliderPositions(const MediaParameter* parameter) {
+    return rangePositions(parameter) + firstRangePosition(parameter);
+}
+
+bool isDefault(const MediaParameter* parameter, float value) {
+    return parameter->HasDefaultValue() &&
+           (value == parameter->DefaultValue() || value < parameter->MinValue());
+}
+
 float valueAt(const MediaParameter* parameter, int position) {
+    if (position < firstRangePosition(parameter))
+        return parameter->DefaultValue();
     const float range = parameter->MaxValue() - parameter->MinValue();
-    return parameter->MinValue() + range * float(position) / float(sliderPositions(parameter));
+    return parameter->MinValue() + range * float(position - firstRangePosition(parameter)) /
+                                       float(rangePositions(parameter));
 }
 
 int positionOf(const MediaParameter* parameter, float value) {
+    if (isDefault(parameter, value))
+        return 0;
     const float range = parameter->MaxValue() - parameter->MinValue();
     if (range <= 0)
-        return 0;
-    const int positions = sliderPositions(parameter);
-    return std::clamp(int(std::lround((value - parameter->MinValue()) / range * float(positions))),
+        return firstRangePosition(parameter);
+    const int positions = rangePositions(parameter);
+    return firstRangePosition(parameter) +
+           std::clamp(int(std::lround((value - parameter->MinValue()) / range * float(positions))),
                       0, positions);
 }
 
 QString valueText(const MediaParameter* parameter, float value) {
+    if (isDefault(parameter, value))
+        return "default";
     QString text = QString::number(double(value), 'g', 4);
     if (!parameter->Unit().empty())
         text += ' ' + QString::fromStdString(parameter->Unit());
@@ -186,6 +209,8 @@ void ParameterView::AddParameter(MediaParameter* parameter, QFormLayout* form) {
         }
     }
     control.widget->setObjectName(QString("parameter%1").arg(parameter->ID()));
+    if (control.valueLabel != nullptr)
+        control.valueLabel->setObjectName(QString("parameter%1Value").arg(parameter->ID()));
     control.widget->setAccessibleName(label(parameter));
     fControls.push_back(control);
 }

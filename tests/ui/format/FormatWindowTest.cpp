@@ -6,6 +6,7 @@
 
 #include <QAction>
 #include <QGroupBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
@@ -466,13 +467,15 @@ protected:
         }
     }
 
-    // The keyframe interval of the open video window's view, set the way a drag does.
+    // The keyframe interval of the open video window's view, set the way a drag does; -1 is
+    // the encoder's own default.
     void SetGopSize(int frames) {
         ParameterView* view = fWindow->VideoEncoderWindow()->findChild<ParameterView*>();
         ASSERT_NE(view, nullptr);
         auto* slider = qobject_cast<QSlider*>(view->ControlFor(kGopId));
         ASSERT_NE(slider, nullptr);
-        slider->setValue(frames);  // one position per frame
+        // x264's own default at the left end, then one position per frame.
+        slider->setValue(frames < 0 ? 0 : 1 + frames);
         drain();
     }
 
@@ -486,6 +489,11 @@ protected:
             }
         }
         return -1;
+    }
+
+    static QString ValueText(ParameterView* view, int32 id) {
+        auto* label = view->findChild<QLabel*>(QString("parameter%1Value").arg(id));
+        return label != nullptr ? label->text() : QString("no value label");
     }
 
     static inline const int32 kGopId = EncoderParameters::IdFor("AVCodecContext", "g");
@@ -534,7 +542,44 @@ TEST_F(EncoderWindowTest, ClosingStoresTheValuesAndTheNextOpeningShowsThem) {
     Child<QPushButton>("videoEncoderParameters")->click();
     drain();
     ParameterView* view = fWindow->VideoEncoderWindow()->findChild<ParameterView*>();
-    EXPECT_EQ(qobject_cast<QSlider*>(view->ControlFor(kGopId))->value(), 12);
+    EXPECT_EQ(qobject_cast<QSlider*>(view->ControlFor(kGopId))->value(), 1 + 12);
+    EXPECT_EQ(ValueText(view, kGopId), "12 frames");
+}
+
+TEST_F(EncoderWindowTest, UnsetOptionsSayTheEncodersDefaultAndTheSliderReturnsToIt) {
+    FormatSetting* format = gSettings.formats[0];
+    Open(format);
+    Child<QPushButton>("videoEncoderParameters")->click();
+    drain();
+    ParameterView* view = fWindow->VideoEncoderWindow()->findChild<ParameterView*>();
+    ASSERT_NE(view, nullptr);
+    // x264 leaves crf and the keyframe interval unset (-1): words, at the slider's left end.
+    const int32 crf = EncoderParameters::IdFor("libx264", "crf");
+    for (int32 id : {kGopId, crf}) {
+        auto* slider = qobject_cast<QSlider*>(view->ControlFor(id));
+        ASSERT_NE(slider, nullptr);
+        EXPECT_EQ(slider->value(), 0);
+        EXPECT_EQ(ValueText(view, id), "default");
+    }
+    auto* quality = qobject_cast<QSlider*>(view->ControlFor(crf));
+    quality->setValue(quality->maximum());
+    EXPECT_EQ(ValueText(view, crf), "63") << "a slider's reach, not the float's";
+    quality->setValue(1);
+    EXPECT_EQ(ValueText(view, crf), "0") << "the range starts right after the default";
+
+    // The narrowed keyframe range (0..1000) goes back to the default from a set value.
+    SetGopSize(0);
+    EXPECT_EQ(ValueText(view, kGopId), "0 frames") << "0 is a value of its own";
+    SetGopSize(250);
+    SetGopSize(-1);
+    EXPECT_EQ(ValueText(view, kGopId), "default");
+    fWindow->VideoEncoderWindow()->close();
+    drain();
+    bool stored = false;
+    for (const Parameter* parameter : format->videoParameters)
+        stored |= parameter->id == kGopId;
+    EXPECT_TRUE(stored);
+    EXPECT_EQ(StoredGopSize(format->videoParameters), -1);
 }
 
 TEST_F(EncoderWindowTest, SwitchingFormatOrEncoderSettlesTheOpenWindowsIntoTheFormatShown) {
