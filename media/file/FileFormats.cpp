@@ -150,13 +150,13 @@ bool isUnsafe(const AVCodec* codec) {
 // coarse for FLAC's blocks: they come back with the same time twice. avi gives FLAC and
 // DFPWM blocks no framing its reader finds again. flv writes MPEG-4 part 2 and H.263 only
 // outside its own specification (FFmpeg refuses the header), and Speex only at 16 kHz mono.
-// matroska has no way to store RealVideo without RealMedia's own headers. mov and psp store
-// AV1, VP8, VP9, FLAC and Opus only in the mp4 form; mp4 FLAC only as an experiment. nut does
+// matroska has no way to store RealVideo without RealMedia's own headers. mov, psp and ismv
+// store AV1, VP8, VP9, FLAC and Opus only in the mp4 form; mp4 FLAC only as an experiment. nut does
 // not keep what the Theora, FLAC, WMA and G.726 decoders need to start (headers, block
 // alignment, bits per sample). swf's header takes a PNG stream that its reader takes for
 // JPEG.
 struct RefusedCodecs {
-    std::string_view muxers[2];
+    std::string_view muxers[3];
     AVCodecID codecs[6];
 };
 constexpr RefusedCodecs kRefusedCodecs[] = {
@@ -164,7 +164,7 @@ constexpr RefusedCodecs kRefusedCodecs[] = {
     {{"asf"}, {AV_CODEC_ID_FLAC}},
     {{"flv"}, {AV_CODEC_ID_MPEG4, AV_CODEC_ID_H263, AV_CODEC_ID_SPEEX}},
     {{"matroska"}, {AV_CODEC_ID_RV10, AV_CODEC_ID_RV20}},
-    {{"mov", "psp"},
+    {{"mov", "psp", "ismv"},
      {AV_CODEC_ID_AV1, AV_CODEC_ID_VP8, AV_CODEC_ID_VP9, AV_CODEC_ID_FLAC, AV_CODEC_ID_OPUS}},
     {{"mp4"}, {AV_CODEC_ID_FLAC}},
     {{"swf"}, {AV_CODEC_ID_PNG}},
