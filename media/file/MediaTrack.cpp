@@ -139,25 +139,18 @@ int encoderSampleRate(const AVCodec* codec, int wanted) {
     return best;
 }
 
-// The layout of `channels` when the encoder takes it, else the one it takes with the nearest
-// channel count (mono for the telephone codecs): the converter mixes the input into it.
+// The layout of `channels`, refused when the encoder lists its layouts and not that one; a
+// telephone codec gets mono, which the converter mixes the input down to.
 status_t chooseLayout(const AVCodec* codec, int channels, AVChannelLayout* layout) {
     av_channel_layout_uninit(layout);
     av_channel_layout_default(layout, telephoneCodec(codec) != nullptr ? 1 : channels);
     if (codec->ch_layouts == nullptr)
         return B_OK;
-    const AVChannelLayout* nearest = nullptr;
     for (const AVChannelLayout* each = codec->ch_layouts; each->nb_channels != 0; each++) {
         if (av_channel_layout_compare(each, layout) == 0)
             return B_OK;
-        if (nearest == nullptr ||
-            std::abs(each->nb_channels - channels) < std::abs(nearest->nb_channels - channels))
-            nearest = each;
     }
-    if (nearest == nullptr)
-        return B_MEDIA_BAD_FORMAT;
-    av_channel_layout_uninit(layout);
-    return av_channel_layout_copy(layout, nearest) < 0 ? B_NO_MEMORY : B_OK;
+    return B_MEDIA_BAD_FORMAT;
 }
 
 }  // namespace
