@@ -18,6 +18,10 @@ constexpr bigtime_t kNoWakeUp = INT64_MAX;
 // exact system time of a second can still read the second before. It looks again after this
 // many microseconds instead of spinning.
 constexpr bigtime_t kClockLagRetry = 10000;
+// The executor sleeps on system time, which a step of the calendar (NTP, the user) does not
+// move. While a start is pending it looks at the calendar again at least this often, so a
+// step forward is followed within this many microseconds.
+constexpr bigtime_t kClockFollow = 1000000;
 
 }  // namespace
 
@@ -198,8 +202,13 @@ bigtime_t Scheduler::RunPass(uint32 lastCheck, uint32 now) {
         // start before 1970 lies in the far future instead of always being due.
         const uint32 start = uint32(event->Time());
         const uint32 openedAt = std::max(lastCheck, entry.addedAt);
-        if (openedAt < start && start <= now)
+        // After the calendar stepped back, the window of a later pass can hold a start that
+        // already fired: it fires once.
+        if (openedAt < start && start <= now && !(entry.fired && entry.firedStart == start)) {
             event->Trigger(fTarget);
+            entry.fired = true;
+            entry.firedStart = start;
+        }
         UpdateEvent(event);
 
         const bigtime_t deadline = bigtime_t(event->Time()) * 1000000 + clockOffset;
@@ -219,5 +228,7 @@ bigtime_t Scheduler::RunPass(uint32 lastCheck, uint32 now) {
         wakeUp = std::min(wakeUp,
                           std::max(second * 1000000 + clockOffset, system_time() + kClockLagRetry));
     }
+    if (wakeUp != kNoWakeUp)
+        wakeUp = std::min(wakeUp, system_time() + kClockFollow);
     return wakeUp;
 }

@@ -7,7 +7,9 @@
 // An event fires when its start falls in (last pass, this pass] of the executor, so an event
 // that is already past when it is added, or when the scheduler starts, never fires; a repeating
 // one is only moved on. The executor sleeps until the earliest coming start, or until the list
-// changes (AddEvent, RemoveEvent, EventChanged).
+// changes (AddEvent, RemoveEvent, EventChanged), and while a start is pending looks at the
+// calendar at least once a second, so that a step of the clock is followed: a start stepped
+// over fires at once, and a start that already fired does not fire again after a step back.
 
 #include <atomic>
 #include <ctime>
@@ -72,6 +74,9 @@ private:
         std::unique_ptr<Event> event;
         // real_time_clock() when added: a start up to this second was past when added.
         uint32 addedAt;
+        // The start at which the event last fired, when `fired`.
+        bool fired = false;
+        uint32 firedStart = 0;
     };
 
     void Execute(const std::shared_ptr<Semaphore>& synchronization);

@@ -1,9 +1,12 @@
 #include "support/Clock.h"
 
+#include <atomic>
 #include <cerrno>
 #include <ctime>
 
 namespace {
+
+std::atomic<bigtime_t> sRealTimeOffset{0};
 
 bigtime_t readClock(clockid_t clock) {
     timespec now;
@@ -18,11 +21,17 @@ bigtime_t system_time() {
 }
 
 int32 real_time_clock() {
-    return int32(time(nullptr));
+    // Whole seconds rounded down, also before 1970, so that both readings tell one time.
+    const bigtime_t usecs = real_time_clock_usecs();
+    return int32(usecs >= 0 ? usecs / 1000000 : (usecs - 999999) / 1000000);
 }
 
 bigtime_t real_time_clock_usecs() {
-    return readClock(CLOCK_REALTIME);
+    return readClock(CLOCK_REALTIME) + sRealTimeOffset.load(std::memory_order_relaxed);
+}
+
+void set_real_time_clock_offset(bigtime_t offset) {
+    sRealTimeOffset.store(offset, std::memory_order_relaxed);
 }
 
 void snooze(bigtime_t duration) {

@@ -8,6 +8,7 @@
 
 #include "support/Clock.h"
 #include "tests/scheduler/SchedulerTestSupport.h"
+#include "tests/scheduler/ZoneForTest.h"
 
 TEST(EventRepeat, StepsUntilNotBeforeNowOrUntilTheRepeatsRunOut) {
     const int32 now = real_time_clock();
@@ -68,6 +69,17 @@ TEST(EventRepeat, MonthlyAndYearlyStartAtThePresentTimeOfDay) {
         }
         EXPECT_TRUE(matched) << "next start " << next;
     }
+}
+
+TEST(EventRepeat, MonthlyKeepsTheLocalTimeOfDayOverADaylightSavingChange) {
+    ZoneForTest zone("Europe/Berlin");
+    CalendarStep calendar;
+    // 20:00 on 10 March 2027 (winter time); the clocks go forward on 28 March.
+    calendar.SetNow(bigtime_t(ZoneForTest::Local(2027, 3, 10, 20, 0)) * kSecond);
+    auto event = makeEvent(real_time_clock() - 60, 3600, kRepeatMonthly, kRepeatForever);
+    const time_t next = event->NextOccurance(nullptr);
+    EXPECT_NEAR(double(next), double(ZoneForTest::Local(2027, 4, 10, 20, 0)), 1.0);
+    EXPECT_NEAR(double(next - ZoneForTest::Local(2027, 3, 10, 20, 0)), 31.0 * kDay - 3600, 1.0);
 }
 
 TEST(EventArchive, FlattenedRoundTripRestoresEveryFieldIdle) {

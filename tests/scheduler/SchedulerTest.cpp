@@ -80,6 +80,26 @@ TEST_F(SchedulerFiring, EventsPastWhenAddedDoNotFireAndARepeatingOneMovesOn) {
     expectQuiet(target, 3 * kSecond / 2);
 }
 
+TEST_F(SchedulerFiring, StartSteppedOverFiresAtOnceAndNotAgainAfterAStepBack) {
+    CalendarStep calendar;
+    const int32 start = real_time_clock() + 3600;
+    Event* event = add(scheduler, start, 2);
+    ASSERT_TRUE(waitForPasses(scheduler, 2));
+
+    // The executor sleeps towards a start an hour away when the calendar jumps to it.
+    const bigtime_t stepped = system_time();
+    calendar.SetNow(bigtime_t(start - 1) * kSecond);
+    expectNotification(target, event, kEventStarted);
+    EXPECT_LT(system_time() - stepped, 5 * kSecond / 2);
+    expectNotification(target, event, kEventStopped);
+
+    // Stepped back before the start, the event is ahead again, and an edit wakes the executor
+    // as the window's edits do: the start that fired does not fire a second time.
+    calendar.By(-3 * kSecond);
+    scheduler.EventChanged();
+    expectQuiet(target, 3 * kSecond);
+}
+
 TEST(SchedulerWakeUp, OnlyAChangeOfTheListWakesTheExecutor) {
     Scheduler scheduler(nullptr);
     ASSERT_EQ(scheduler.Start(), B_OK);

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "scheduler/Event.h"
+#include "support/Clock.h"
 #include "support/MessageQueue.h"
 
 constexpr int32 kDay = 86400;
@@ -46,3 +47,20 @@ inline void expectQuiet(MessageQueue& target, bigtime_t period) {
     Message message;
     EXPECT_EQ(target.NextMessage(&message, period), B_TIMED_OUT) << message.ToString();
 }
+
+// Steps the calendar that timed events read, as NTP or the user steps it; the true calendar
+// comes back when the object goes.
+class CalendarStep {
+public:
+    CalendarStep() = default;
+    ~CalendarStep() { set_real_time_clock_offset(0); }
+    CalendarStep(const CalendarStep&) = delete;
+    CalendarStep& operator=(const CalendarStep&) = delete;
+
+    // From now on the calendar reads `when` (microseconds since the epoch) and runs on.
+    void SetNow(bigtime_t when) {
+        set_real_time_clock_offset(0);
+        set_real_time_clock_offset(when - real_time_clock_usecs());
+    }
+    void By(bigtime_t step) { SetNow(real_time_clock_usecs() + step); }
+};
