@@ -141,6 +141,11 @@ void FakeBt848::SetFrameInterval(bigtime_t interval) {
     fFrameInterval = interval;
 }
 
+void FakeBt848::StampStartOfExposure(bool startOfExposure) {
+    std::lock_guard lock(fLock);
+    fStampStartOfExposure = startOfExposure;
+}
+
 int32 FakeBt848::ControlValue(uint32 id) const {
     std::lock_guard lock(fLock);
     const Control* control = FindControl(id);
@@ -722,9 +727,11 @@ void FakeBt848::CaptureDueFrames() {
         done.bytesused = fFormat.sizeimage;
         done.field = fFormat.field;
         done.flags =
-            V4L2_BUF_FLAG_DONE | V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC | V4L2_BUF_FLAG_TSTAMP_SRC_EOF;
-        done.timestamp.tv_sec = captured / 1000000;
-        done.timestamp.tv_usec = captured % 1000000;
+            V4L2_BUF_FLAG_DONE | V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC |
+            (fStampStartOfExposure ? V4L2_BUF_FLAG_TSTAMP_SRC_SOE : V4L2_BUF_FLAG_TSTAMP_SRC_EOF);
+        const bigtime_t stamp = fStampStartOfExposure ? captured - interval : captured;
+        done.timestamp.tv_sec = stamp / 1000000;
+        done.timestamp.tv_usec = stamp % 1000000;
         done.sequence = sequence;
         done.length = uint32(buffer.length);
         if (fMemory == V4L2_MEMORY_MMAP)

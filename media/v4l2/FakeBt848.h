@@ -40,6 +40,9 @@ public:
     void VanishAfter(uint32 frames);
     // The time between frames in µs; 0 (the default) follows the standard (40 ms for PAL).
     void SetFrameInterval(bigtime_t interval);
+    // Stamp each frame with the start of its exposure, one frame interval before it is whole,
+    // as USB webcams do, instead of with the end of the frame.
+    void StampStartOfExposure(bool startOfExposure);
 
     // --- What the device was told ---
 
@@ -118,6 +121,7 @@ private:
     int64 fVanishAfter = -1;  // frames to dequeue before vanishing; -1: never
     bool fVanished = false;
     bigtime_t fFrameInterval = 0;
+    bool fStampStartOfExposure = false;
     std::vector<Control> fControls;
     uint32 fInput = 0;
     size_t fStandard = 0;  // index into the standards table

@@ -251,6 +251,8 @@ status_t V4L2Device::StartStreaming() {
     int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
     status_t status = Ioctl(VIDIOC_STREAMON, &type);
     fStreaming = status == B_OK;
+    const float rate = FrameRate();
+    fFramePeriod = rate > 0 ? bigtime_t(1000000 / rate) : 0;
     return status;
 }
 
@@ -290,11 +292,17 @@ status_t V4L2Device::Dequeue(V4L2Frame* frame, int timeoutMs) {
     frame->bytesUsed = buffer.bytesused;
     frame->sequence = buffer.sequence;
     uint32 clock = buffer.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK;
-    if (clock == V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC)
+    if (clock == V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC) {
         frame->captureTime =
             bigtime_t(buffer.timestamp.tv_sec) * 1000000 + buffer.timestamp.tv_usec;
-    else
+        // Webcams (uvcvideo) stamp the start of the exposure; the frame is whole about a
+        // period later, and that is the moment a capture time means everywhere else (the
+        // preview's lateness rule, the recording's clock). Never later than now, though.
+        if ((buffer.flags & V4L2_BUF_FLAG_TSTAMP_SRC_MASK) == V4L2_BUF_FLAG_TSTAMP_SRC_SOE)
+            frame->captureTime = std::min(frame->captureTime + fFramePeriod, system_time());
+    } else {
         frame->captureTime = system_time();  // the driver's clock is not ours: now is closest
+    }
     frame->data =
         fMemory == Memory::UserPointer ? fUserData[buffer.index] : fMappings[buffer.index].get();
     return B_OK;

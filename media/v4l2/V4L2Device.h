@@ -130,6 +130,7 @@ private:
     v4l2_pix_format fFormat{};
     Memory fMemory = Memory::None;
     uint32 fBufferCount = 0;
+    bigtime_t fFramePeriod = 0;      // µs, taken as streaming starts; 0 when the rate is unknown
     std::vector<Mapping> fMappings;  // MMAP mode: one per buffer
     std::vector<void*> fUserData;    // USERPTR mode: what each queued buffer points at
     bool fStreaming = false;

@@ -167,6 +167,24 @@ TEST_F(InputControls, ACardOfferingOnlyGrayConnectsInGrayAfterTheOtherSpaces) {
     EXPECT_EQ(pixel[1], pixel[2]);
 }
 
+// Webcams stamp the start of the exposure, a whole frame before the frame is there; the
+// preview, which skips frames more than 20 ms late, must still show them.
+TEST_F(InputControls, ACardStampingTheStartOfExposureIsPreviewed) {
+    card.StampStartOfExposure(true);
+    Preview preview(false);
+    auto engine = MakeEngine();
+    ASSERT_TRUE(engine->VideoConnected());
+    engine->SetPreviewHost(&preview);
+    engine->ShowVideo(true, Rect{0, 0, 100, 100});
+    const bigtime_t end = system_time() + 3000000;
+    while (preview.Frames() < 10 && system_time() < end)
+        snooze(10000);
+    engine->ShowVideo(false, Rect{});
+    EXPECT_GE(preview.Frames(), 10);
+    std::lock_guard lock(preview.fLock);
+    EXPECT_LE(preview.last.startTime, system_time());
+}
+
 TEST_F(InputControls, GeometryChangesReconnectOrWaitForTheHold) {
     Preview preview(true);
     auto engine = MakeEngine();
