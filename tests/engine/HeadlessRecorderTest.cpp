@@ -105,8 +105,12 @@ TEST(HeadlessRecorder, RecordsTheGivenDurationAndReportsIntoAPipeInPlainLines) {
     EXPECT_EQ(figureAfter(report, "expected, ", sound) + figureAfter(report, "written, ", sound),
               figureAfter(report, "Sound buffers: "))
         << report;
-    EXPECT_GT(figureAfter(report, "Video ring: at most "), 0) << report;
-    EXPECT_GT(figureAfter(report, "Sound ring: at most "), 0) << report;
+    // The peaks are there; a writer that keeps up can leave the video ring empty at every write.
+    for (const char* ring : {"Video ring: at most ", "Sound ring: at most "}) {
+        EXPECT_GE(figureAfter(report, ring), 0) << report;
+        EXPECT_LE(figureAfter(report, ring), figureAfter(report, "of ", report.find(ring)))
+            << report;
+    }
     // The test signal is measured in the closed file: every frame, sound placed against them.
     EXPECT_EQ(figureAfter(report, "Test picture: "), movie.Video()->frames) << report;
     EXPECT_NE(report.find("A/V sync: sound "), std::string::npos) << report;
