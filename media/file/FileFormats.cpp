@@ -149,8 +149,8 @@ bool isUnsafe(const AVCodec* codec) {
 // have the fault and plays wherever mpeg1video does. asf keeps times in milliseconds, too
 // coarse for FLAC's blocks: they come back with the same time twice. avi gives FLAC and
 // DFPWM blocks no framing its reader finds again. flv writes MPEG-4 part 2 and H.263 only
-// outside its own specification (FFmpeg refuses the header), and Speex only at 16 kHz mono.
-// matroska has no way to store RealVideo without RealMedia's own headers. mov, psp and ismv
+// with codec ids its own readers do not know (FFmpeg refuses the header), and Speex only at 16 kHz
+// mono. matroska has no way to store RealVideo without RealMedia's own headers. mov, psp and ismv
 // store AV1, VP8, VP9, FLAC and Opus only in the mp4 form; mp4 FLAC only as an experiment. nut does
 // not keep what the Theora, FLAC, WMA and G.726 decoders need to start (headers, block
 // alignment, bits per sample). swf's header takes a PNG stream that its reader takes for
