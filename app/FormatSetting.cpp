@@ -135,8 +135,8 @@ void adoptParameters(ParsedParameters* parsed, ParameterList* list) {
 
 }  // namespace
 
-FormatSetting::FormatSetting(const char* name)
-    : name(copyString(name)),
+FormatSetting::FormatSetting(const char* formatName)
+    : name(copyString(formatName)),
       fileFormat(copyString("avi")),
       videoEncoder(copyString("raw-video")),
       audioEncoder(copyString("raw-audio")) {}

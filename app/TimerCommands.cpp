@@ -271,8 +271,8 @@ int runTimers(const CommandLine& line) {
         TimerRecorder recorder(&engine);
         RestoredTimers restored =
             restoreTimers(gSettings.timers, gSettings.formats, real_time_clock());
-        for (const std::string& line : restored.missed)
-            std::fprintf(stderr, "tavro: missed while not running: %s\n", line.c_str());
+        for (const std::string& missed : restored.missed)
+            std::fprintf(stderr, "tavro: missed while not running: %s\n", missed.c_str());
         if (restored.damaged > 0)
             std::fprintf(stderr, "tavro: %d damaged timer entries skipped\n",
                          int(restored.damaged));

@@ -19,8 +19,9 @@ constexpr bigtime_t kLongestMeasuredRecording = 5 * 60 * 1000000LL;
 
 }  // namespace
 
-TavroFile::TavroFile(const char* name, FormatSetting* format, Tavro* engine, ExistingFile existing)
-    : engine(engine), format(format), temporary(name == nullptr), fExisting(existing) {
+TavroFile::TavroFile(const char* name, FormatSetting* recordingFormat, Tavro* owner,
+                     ExistingFile existing)
+    : engine(owner), format(recordingFormat), temporary(name == nullptr), fExisting(existing) {
     if (name == nullptr) {
         name = kScratchPath;
         fExisting = ExistingFile::kReplace;
@@ -60,14 +61,14 @@ TavroFile::~TavroFile() {
 status_t TavroFile::Close() {
     if (!file)
         return B_OK;
-    const status_t status = file->CloseFile();
+    const status_t closed = file->CloseFile();
     if (fReported)
-        return status;
+        return closed;
     fReported = true;
     RecordingReport report;
     report.file = file->Path();
     if (engine == nullptr || !engine->FillReport(file.get(), &report))
-        return status;  // never recorded into: no report
+        return closed;  // never recorded into: no report
     report.formatName = format->Text();
     report.container = file->FileFormat().short_name;
     if (videoTrack != nullptr)
@@ -85,9 +86,9 @@ status_t TavroFile::Close() {
     report.audioChannels = format->audioChannels;
     // The engine's error stopped the recording; a failed close comes on top of it.
     std::string engineError;
-    if (status != B_OK && engine->RecordingError(&engineError) == B_OK)
+    if (closed != B_OK && engine->RecordingError(&engineError) == B_OK)
         addRecordingError(&report.errors, real_time_clock_usecs(),
-                          "Could not finish the video file.", status);
+                          "Could not finish the video file.", closed);
     // The test signal is measured as tavro --check-sync measures it (a file cut short by an
     // error too, as far as it reads). That decodes the whole file while the caller (the
     // window) waits: a long recording is left to the command.
@@ -105,7 +106,7 @@ status_t TavroFile::Close() {
     if (status_t written = writeRecordingReport(report); written != B_OK)
         std::fprintf(stderr, "tavro: could not write the report %s [%s]\n",
                      recordingReportPath(report.file).c_str(), statusText(written).c_str());
-    return status;
+    return closed;
 }
 
 status_t TavroFile::CreateFile(const char* name) {

@@ -30,7 +30,11 @@ std::string expandTimePattern(const std::string& pattern, time_t when) {
     struct tm local {};
     localtime_r(&when, &local);
     std::vector<char> expanded(pattern.size() * 4 + 256);
+    // The pattern is the user's, so it cannot be a literal the compiler checks.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
     const size_t length = strftime(expanded.data(), expanded.size(), pattern.c_str(), &local);
+#pragma GCC diagnostic pop
     if (length == 0)
         return pattern;
     return std::string(expanded.data(), length);

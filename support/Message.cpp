@@ -185,7 +185,7 @@ struct Message::Field {
 };
 
 Message::Message() = default;
-Message::Message(uint32 what) : what(what) {}
+Message::Message(uint32 whatCode) : what(whatCode) {}
 Message::Message(const Message& other) = default;
 Message::Message(Message&& other) noexcept = default;
 Message& Message::operator=(const Message& other) = default;

@@ -119,9 +119,9 @@ INSTANTIATE_TEST_SUITE_P(RatesAndChannels, AnyAudioFormat,
                                          AudioShape{32000, 2}, AudioShape{32000, 1},
                                          AudioShape{22050, 2}, AudioShape{22050, 1},
                                          AudioShape{8000, 2}, AudioShape{8000, 1}),
-                         [](const testing::TestParamInfo<AudioShape>& info) {
-                             return std::to_string(info.param.rate) +
-                                    (info.param.channels == 1 ? "Mono" : "Stereo");
+                         [](const testing::TestParamInfo<AudioShape>& test) {
+                             return std::to_string(test.param.rate) +
+                                    (test.param.channels == 1 ? "Mono" : "Stereo");
                          });
 
 struct Container {
@@ -157,8 +157,8 @@ INSTANTIATE_TEST_SUITE_P(Containers, BFrameEncoder,
                          testing::Values(Container{"mp4", "mp4"}, Container{"mov", "mov"},
                                          Container{"matroska", "mkv"}, Container{"mpegts", "ts"},
                                          Container{"avi", "avi", "raw-audio"}),
-                         [](const testing::TestParamInfo<Container>& info) {
-                             return std::string(info.param.extension);
+                         [](const testing::TestParamInfo<Container>& test) {
+                             return std::string(test.param.extension);
                          });
 
 struct Capture {
@@ -195,10 +195,10 @@ INSTANTIATE_TEST_SUITE_P(Encoders, YCbCrCapture,
                          testing::Values(Capture{"avi", "avi", "mpeg4"},
                                          Capture{"matroska", "mkv", "libx264"},
                                          Capture{"avi", "avi", "raw-video"}),
-                         [](const testing::TestParamInfo<Capture>& info) {
-                             return std::string(info.param.encoder == std::string("raw-video")
+                         [](const testing::TestParamInfo<Capture>& test) {
+                             return std::string(test.param.encoder == std::string("raw-video")
                                                     ? "raw"
-                                                    : info.param.encoder);
+                                                    : test.param.encoder);
                          });
 
 // Half a second in which the audio input delivers nothing (its periods lost, as in an

@@ -238,8 +238,8 @@ TEST_P(WholeEncoderWalk, EveryOfferedEncoderRecordsAFileThatDecodesCleanly) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Containers, WholeEncoderWalk, testing::ValuesIn(walkedContainers()),
-                         [](const testing::TestParamInfo<std::string>& info) {
-                             std::string name = info.param;
+                         [](const testing::TestParamInfo<std::string>& test) {
+                             std::string name = test.param;
                              for (char& c : name) {
                                  if (!std::isalnum(static_cast<unsigned char>(c)))
                                      c = '_';

@@ -102,9 +102,9 @@ INSTANTIATE_TEST_SUITE_P(
                     RoundTrip{"matroska", "libx264", "aac", "mkv", "h264", "aac", 25, false},
                     RoundTrip{"mp4", "libx264", "aac", "mp4", "h264", "aac", 25, false},
                     RoundTrip{"mov", "mjpeg", "raw-audio", "mov", "mjpeg", "pcm_s16le", 25, true}),
-    [](const testing::TestParamInfo<RoundTrip>& info) {
-        return testName(std::string(info.param.fileFormat) + "_" + info.param.videoEncoder + "_" +
-                        info.param.audioEncoder);
+    [](const testing::TestParamInfo<RoundTrip>& test) {
+        return testName(std::string(test.param.fileFormat) + "_" + test.param.videoEncoder + "_" +
+                        test.param.audioEncoder);
     });
 
 // ---------------------------------------------------------------------------------------------
@@ -168,9 +168,9 @@ std::vector<ColourCase> colourCases() {
 }
 
 INSTANTIATE_TEST_SUITE_P(AllSpaces, MediaFileColourSpace, testing::ValuesIn(colourCases()),
-                         [](const testing::TestParamInfo<ColourCase>& info) {
-                             return testName(std::string(colorSpaceName(info.param.space)) + "_" +
-                                             info.param.fileFormat + "_" + info.param.encoder);
+                         [](const testing::TestParamInfo<ColourCase>& test) {
+                             return testName(std::string(colorSpaceName(test.param.space)) + "_" +
+                                             test.param.fileFormat + "_" + test.param.encoder);
                          });
 
 // ---------------------------------------------------------------------------------------------
