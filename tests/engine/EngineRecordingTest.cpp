@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -93,10 +95,15 @@ protected:
     static bool ReadFigures(const std::string& report, const std::string& key, const char* unit,
                             Figures* figures) {
         const size_t at = report.find(key + ": ");
-        const std::string pattern = std::string("%lld ") + unit + " expected, %lld written, %lld";
-        return at != std::string::npos &&
-               std::sscanf(report.c_str() + at + key.size() + 2, pattern.c_str(),
-                           &figures->expected, &figures->written, &figures->dropped) == 3;
+        if (at == std::string::npos)
+            return false;
+        const char* text = report.c_str() + at + key.size() + 2;
+        int unitAt = 0;
+        if (std::sscanf(text, "%lld %n", &figures->expected, &unitAt) != 1 ||
+            std::strncmp(text + unitAt, unit, std::strlen(unit)) != 0)
+            return false;
+        return std::sscanf(text + unitAt + std::strlen(unit), " expected, %lld written, %lld",
+                           &figures->written, &figures->dropped) == 2;
     }
 
     RingWatcher rings;  // the status view of the recordings
