@@ -19,9 +19,10 @@ void RecordPath::SetRecording(bool recording) {
     }
 }
 
-void RecordPath::SetRing(RingBuffer* ring) {
+void RecordPath::SetRing(RingBuffer* ring, VideoConverter* converter) {
     std::lock_guard lock(fRingLock);
     fRing = ring;
+    fConverter = converter;
 }
 
 int64 RecordPath::Dropped(int64 expected) const {
@@ -29,7 +30,8 @@ int64 RecordPath::Dropped(int64 expected) const {
 }
 
 void RecordPath::Write(MediaBuffer* buffer, bigtime_t relative) {
-    if (buffer->SizeAvailable() < fRing->Size())
+    if (buffer->SizeAvailable() <
+        (fConverter != nullptr ? fConverter->FrameBytes() : fRing->Size()))
         return;
     // Slots in use count the one the writer holds until it releases it, so below Count() the
     // next slot is free: RingBuffer::Write itself would overwrite it.
@@ -40,7 +42,18 @@ void RecordPath::Write(MediaBuffer* buffer, bigtime_t relative) {
         }
         snooze(1000);
     }
-    if (fRing->Write(buffer->Data(), relative) == B_OK)
+    status_t status;
+    if (fConverter != nullptr) {
+        const uint8* data = static_cast<const uint8*>(buffer->Data());
+        status = fRing->Write(
+            [this, data](void* slot) {
+                fConverter->ConvertPacked(data, static_cast<uint8*>(slot));
+            },
+            relative);
+    } else {
+        status = fRing->Write(buffer->Data(), relative);
+    }
+    if (status == B_OK)
         fRecordedFrames.fetch_add(1);
 }
 

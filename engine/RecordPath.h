@@ -23,6 +23,7 @@
 
 #include "engine/RecordingOrigin.h"
 #include "engine/RingBuffer.h"
+#include "media/file/VideoConverter.h"
 #include "media/node/MediaBuffer.h"
 
 class RecordPath {
@@ -31,8 +32,10 @@ public:
     // buffer sees the stop request (see Record).
     void SetRecording(bool recording);
     // The ring to record into; not owned. Returns once no Write into the old ring is under
-    // way, so the caller may delete it then.
-    void SetRing(RingBuffer* ring);
+    // way, so the caller may delete it then. With `converter` (not owned, used on the node's
+    // thread only), each buffer is converted into its slot (the ring's slots then hold the
+    // converter's packed frames) instead of copied.
+    void SetRing(RingBuffer* ring, VideoConverter* converter = nullptr);
     // With a source that is not real time (the unpaced test signal), a full ring holds the
     // node back until the writer has taken a slot, instead of losing the buffer; the source
     // then waits for its buffers. Real inputs must never wait: off by default.
@@ -97,7 +100,8 @@ private:
     std::atomic<bool> fFirst{true};
     std::mutex fRingLock;
     RingBuffer* fRing = nullptr;
-    std::mutex fHandlerLock;  // guards fInputStopped
+    VideoConverter* fConverter = nullptr;  // guarded by fRingLock
+    std::mutex fHandlerLock;               // guards fInputStopped
     InputStoppedHandler fInputStopped;
     mutable std::mutex fNoticeLock;  // guards fStoppedNotice and fStopNotice
     std::string fStoppedNotice;

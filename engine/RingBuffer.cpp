@@ -52,6 +52,10 @@ void RingBuffer::RaiseMaxUsed(int32 inUse) {
 }
 
 status_t RingBuffer::Write(const void* data, bigtime_t time) {
+    return Write([this, data](void* slot) { std::memcpy(slot, data, fSize); }, time);
+}
+
+status_t RingBuffer::Write(const std::function<void(void* slot)>& fill, bigtime_t time) {
     if (!fVariablesLock || fVariablesLock->Acquire() != B_OK)
         return B_ERROR;
     int32 inUse = fWriteCount.load() - fReadCount.load(std::memory_order_acquire);
@@ -65,7 +69,7 @@ status_t RingBuffer::Write(const void* data, bigtime_t time) {
         return B_BUSY;
 
     int32 slot = fWriteCount.fetch_add(1) % fCount;
-    std::memcpy(fSlots[slot], data, fSize);
+    fill(fSlots[slot]);
     fTimes[slot] = time;
     // Only now, with the copy and the time in place, may the reader take the slot.
     fRingLock->Release();

@@ -15,8 +15,10 @@
 #include <atomic>
 #include <memory>
 
+#include <functional>
 #include "support/LockedMemory.h"
 #include "support/Semaphore.h"
+
 #include "support/Types.h"
 
 class RingBuffer {
@@ -34,6 +36,9 @@ public:
     // Producer: copies exactly Size() bytes from `data` (the caller must provide that many)
     // into the next slot with `time`. B_OK, B_BUSY or B_ERROR.
     status_t Write(const void* data, bigtime_t time);
+    // The same, with `fill` writing the slot's Size() bytes in place of the copy (a conversion
+    // straight into the slot saves copying the frame first).
+    status_t Write(const std::function<void(void* slot)>& fill, bigtime_t time);
     // Reader: waits for a filled slot and hands out its memory and time; the slot stays the
     // reader's until ReleaseBuffer. On error (the ring is being deleted) do not release.
     status_t AcquireBuffer(void** data, bigtime_t* time);

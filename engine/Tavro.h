@@ -26,6 +26,7 @@
 #include "engine/RecordingReport.h"
 #include "engine/RingBuffer.h"
 #include "media/MediaFormat.h"
+#include "media/file/VideoConverter.h"
 #include "media/node/MediaNode.h"
 #include "media/roster/MediaRoster.h"
 #include "support/Geometry.h"
@@ -341,6 +342,8 @@ private:
     MediaTrack* fVideoTrack = nullptr;
     MediaTrack* fAudioTrack = nullptr;
     std::unique_ptr<RingBuffer> fVideoRing;
+    // Converts each frame into the video ring where the track's encoder wants another layout.
+    std::unique_ptr<VideoConverter> fVideoRingConverter;
     std::unique_ptr<RingBuffer> fAudioRing;
     int32 fVideoBufferCount = 40;
     int32 fAudioBufferCount = 40;

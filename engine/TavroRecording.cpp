@@ -111,15 +111,21 @@ status_t Tavro::SetVideoTrack(MediaTrack* track) {
     if (fVideoConsumer != nullptr)
         fVideoConsumer->SetRing(nullptr);
     fVideoRing.reset();
+    // Where the encoder wants another layout, the node converts each frame into its slot: the
+    // frame is read once, and the slot (4:2:0 from RGB32: a quarter of the bytes) is written
+    // once, where a copy first would move the whole frame through memory again.
+    fVideoRingConverter = track != nullptr ? track->NewPackedConverter() : nullptr;
     const media_video_display_info& display = fConnectedVideoFormat.raw_video.display;
-    auto ring =
-        std::make_unique<RingBuffer>(fVideoBufferCount, display.bytes_per_row * display.line_count);
+    const size_t slotBytes = fVideoRingConverter != nullptr
+                                 ? fVideoRingConverter->TargetFrameBytes()
+                                 : size_t(display.bytes_per_row) * display.line_count;
+    auto ring = std::make_unique<RingBuffer>(fVideoBufferCount, uint32(slotBytes));
     if (ring->InitCheck() < B_OK)
         return B_NO_MEMORY;
     fVideoRing = std::move(ring);
     fVideoTrack = track;
     if (fVideoConsumer != nullptr)
-        fVideoConsumer->SetRing(fVideoRing.get());
+        fVideoConsumer->SetRing(fVideoRing.get(), fVideoRingConverter.get());
     return B_OK;
 }
 
@@ -371,7 +377,9 @@ int32 Tavro::VideoWriter(Tavro* self) {
         [](bigtime_t) {},
         [&](void* data, bigtime_t time) {
             info.start_time = time;
-            const status_t status = track->WriteFrames(data, 1, &info);
+            const status_t status = self->fVideoRingConverter != nullptr
+                                        ? track->WritePackedFrames(data, 1, &info)
+                                        : track->WriteFrames(data, 1, &info);
             if (status == B_OK) {
                 self->fWrittenVideoFrames.fetch_add(1);
                 self->fWrittenVideoTime.store(time);

@@ -80,7 +80,9 @@ public:
     std::string StoppedNotice() const { return fRecord.StoppedNotice(); }
     // The record path (see RecordPath).
     void SetRecording(bool recording) { fRecord.SetRecording(recording); }
-    void SetRing(RingBuffer* ring) { fRecord.SetRing(ring); }
+    void SetRing(RingBuffer* ring, VideoConverter* converter = nullptr) {
+        fRecord.SetRing(ring, converter);
+    }
     void SetWaitForRing(bool wait) { fRecord.SetWaitForRing(wait); }
     void SetOrigin(RecordingOrigin* origin) { fRecord.SetOrigin(origin); }
     int64 RingFullDrops() const { return fRecord.RingFullDrops(); }

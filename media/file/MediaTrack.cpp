@@ -339,19 +339,44 @@ status_t MediaTrack::WriteFrames(const void* data, int64 frameCount,
     media_encode_info none;
     const media_encode_info& encodeInfo = info != nullptr ? *info : none;
     if (fVideo)
-        return WriteVideo(static_cast<const uint8*>(data), frameCount, encodeInfo);
+        return WriteVideo(static_cast<const uint8*>(data), frameCount, encodeInfo, false);
     return WriteAudio(static_cast<const int16*>(data), frameCount, encodeInfo);
 }
 
-status_t MediaTrack::WriteVideo(const uint8* data, int64 frameCount,
-                                const media_encode_info& info) {
+std::unique_ptr<VideoConverter> MediaTrack::NewPackedConverter() const {
+    if (!fVideo || !fVideo->Scales())
+        return nullptr;
+    auto converter = std::make_unique<VideoConverter>();
+    if (converter->Init(fInput.raw_video, fContext->pix_fmt) != B_OK)
+        return nullptr;
+    return converter;
+}
+
+status_t MediaTrack::WritePackedFrames(const void* data, int64 frameCount,
+                                       const media_encode_info* info) {
+    if (fState != State::Open)
+        return B_NOT_ALLOWED;
+    if (!fVideo || !fVideo->Scales())
+        return B_MEDIA_BAD_FORMAT;
+    if (data == nullptr || frameCount < 0)
+        return B_BAD_VALUE;
+    media_encode_info none;
+    return WriteVideo(static_cast<const uint8*>(data), frameCount, info != nullptr ? *info : none,
+                      true);
+}
+
+status_t MediaTrack::WriteVideo(const uint8* data, int64 frameCount, const media_encode_info& info,
+                                bool packed) {
+    const size_t frameBytes = packed ? fVideo->TargetFrameBytes() : fVideo->FrameBytes();
     int64_t pts = av_rescale_q_rnd(info.start_time, kMicroseconds, fContext->time_base,
                                    AVRounding(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX));
     for (int64 i = 0; i < frameCount; i++, pts++) {
         // Two frames closer than one period (capture jitter) cannot share a time stamp.
         if (fStarted && pts <= fNextPts)
             pts = fNextPts + 1;
-        if (status_t status = fVideo->Convert(data + i * fVideo->FrameBytes(), fFrame.get());
+        const uint8* frame = data + size_t(i) * frameBytes;
+        if (status_t status = packed ? fVideo->CopyPacked(frame, fFrame.get())
+                                     : fVideo->Convert(frame, fFrame.get());
             status != B_OK)
             return status;
         fFrame->pts = pts;

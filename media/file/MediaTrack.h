@@ -56,6 +56,12 @@ public:
     // time 0 are left out.
     // Needs the committed header; B_NOT_ALLOWED after Flush.
     status_t WriteFrames(const void* data, int64 frameCount, const media_encode_info* info);
+    // Video whose encoder takes another layout than the input: a converter from the input to
+    // the encoder's pixel format, for a capture path that converts on its own thread (into
+    // its ring) instead of copying the input first; nullptr when the track only copies.
+    std::unique_ptr<VideoConverter> NewPackedConverter() const;
+    // As WriteFrames, with frames that such a converter's ConvertPacked wrote.
+    status_t WritePackedFrames(const void* data, int64 frameCount, const media_encode_info* info);
     // Encodes what is still buffered and drains the encoder. Writing ends here.
     status_t Flush();
 
@@ -78,7 +84,8 @@ private:
     status_t InitAudio(const AVCodec* codec);
     // Called by the file at CommitHeader: opens the encoder and describes `stream`.
     status_t Open(AVStream* stream, bool globalHeader);
-    status_t WriteVideo(const uint8* data, int64 frameCount, const media_encode_info& info);
+    status_t WriteVideo(const uint8* data, int64 frameCount, const media_encode_info& info,
+                        bool packed);
     status_t WriteAudio(const int16* samples, int64 frameCount, const media_encode_info& info);
     status_t PushAudio(const int16* samples, int64 frameCount);
     status_t SendAudio(bool last);

@@ -80,24 +80,27 @@ void VideoConverter::UnpackYCbCr411(const uint8* data) {
     }
 }
 
-status_t VideoConverter::Convert(const uint8* data, AVFrame* frame) {
-    if (data == nullptr)
-        return B_BAD_VALUE;
+status_t VideoConverter::MakeWritable(AVFrame* frame) {
     // An encoder that still holds the last picture (as a reference, or queued) gets to keep
     // it: this one goes into fresh memory. av_frame_make_writable would copy the old picture
     // over first, a whole frame's traffic for nothing.
-    if (!av_frame_is_writable(frame)) {
-        const int format = frame->format, width = frame->width, height = frame->height;
-        av_frame_unref(frame);
-        frame->format = format;
-        frame->width = width;
-        frame->height = height;
-        if (int error = av_frame_get_buffer(frame, 0); error < 0)
-            return avStatus("av_frame_get_buffer", error);
-    }
+    if (av_frame_is_writable(frame))
+        return B_OK;
+    const int format = frame->format, width = frame->width, height = frame->height;
+    av_frame_unref(frame);
+    frame->format = format;
+    frame->width = width;
+    frame->height = height;
+    if (int error = av_frame_get_buffer(frame, 0); error < 0)
+        return avStatus("av_frame_get_buffer", error);
+    return B_OK;
+}
 
-    const uint8* planes[4] = {data, nullptr, nullptr, nullptr};
-    int strides[4] = {int(fBytesPerRow), 0, 0, 0};
+void VideoConverter::SourcePlanes(const uint8* data, const uint8* planes[4], int strides[4]) {
+    for (int i = 0; i < 4; i++) {
+        planes[i] = i == 0 ? data : nullptr;
+        strides[i] = i == 0 ? int(fBytesPerRow) : 0;
+    }
     if (fSpace == B_YCbCr411) {
         UnpackYCbCr411(data);
         for (int i = 0; i < 4; i++) {
@@ -105,6 +108,16 @@ status_t VideoConverter::Convert(const uint8* data, AVFrame* frame) {
             strides[i] = fUnpacked->linesize[i];
         }
     }
+}
+
+status_t VideoConverter::Convert(const uint8* data, AVFrame* frame) {
+    if (data == nullptr)
+        return B_BAD_VALUE;
+    if (status_t status = MakeWritable(frame); status != B_OK)
+        return status;
+    const uint8* planes[4];
+    int strides[4];
+    SourcePlanes(data, planes, strides);
     if (fScaler) {
         sws_scale(fScaler.get(), planes, strides, 0, fHeight, frame->data, frame->linesize);
         return B_OK;
@@ -117,5 +130,38 @@ status_t VideoConverter::Convert(const uint8* data, AVFrame* frame) {
                 row[x * 4 + 3] = 0xff;
         }
     }
+    return B_OK;
+}
+
+size_t VideoConverter::TargetFrameBytes() const {
+    const int bytes = av_image_get_buffer_size(fTarget, fWidth, fHeight, 1);
+    return bytes > 0 ? size_t(bytes) : 0;
+}
+
+status_t VideoConverter::ConvertPacked(const uint8* data, uint8* packed) {
+    if (data == nullptr || packed == nullptr || !fScaler)
+        return B_BAD_VALUE;
+    uint8* target[4];
+    int targetStrides[4];
+    if (av_image_fill_arrays(target, targetStrides, packed, fTarget, fWidth, fHeight, 1) < 0)
+        return B_MEDIA_BAD_FORMAT;
+    const uint8* planes[4];
+    int strides[4];
+    SourcePlanes(data, planes, strides);
+    sws_scale(fScaler.get(), planes, strides, 0, fHeight, target, targetStrides);
+    return B_OK;
+}
+
+status_t VideoConverter::CopyPacked(const uint8* packed, AVFrame* frame) {
+    if (packed == nullptr)
+        return B_BAD_VALUE;
+    if (status_t status = MakeWritable(frame); status != B_OK)
+        return status;
+    const uint8* planes[4];
+    int strides[4];
+    if (av_image_fill_arrays(const_cast<uint8**>(planes), strides, packed, fTarget, fWidth, fHeight,
+                             1) < 0)
+        return B_MEDIA_BAD_FORMAT;
+    av_image_copy(frame->data, frame->linesize, planes, strides, fTarget, fWidth, fHeight);
     return B_OK;
 }

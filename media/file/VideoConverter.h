@@ -34,8 +34,21 @@ public:
     // Fills `frame` (of the target format and the input's size) from one input frame.
     status_t Convert(const uint8* data, AVFrame* frame);
 
+    // Whether Convert changes the layout (else it copies the bytes as they are).
+    bool Scales() const { return fScaler != nullptr; }
+    // Bytes of one frame of the target format, its planes packed one after the other.
+    size_t TargetFrameBytes() const;
+    // Converts one input frame into `packed` (TargetFrameBytes() bytes).
+    status_t ConvertPacked(const uint8* data, uint8* packed);
+    // Fills `frame` from one frame of the target format as ConvertPacked wrote it.
+    status_t CopyPacked(const uint8* packed, AVFrame* frame);
+
 private:
     void UnpackYCbCr411(const uint8* data);
+    // Makes `frame` writable without copying what it held.
+    static status_t MakeWritable(AVFrame* frame);
+    // Input planes of one frame at `data`, through the 4:1:1 staging frame where needed.
+    void SourcePlanes(const uint8* data, const uint8* planes[4], int strides[4]);
 
     color_space fSpace = B_NO_COLOR_SPACE;
     int fWidth = 0;
