@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -153,6 +155,32 @@ status_t chooseLayout(const AVCodec* codec, int channels, AVChannelLayout* layou
     return B_MEDIA_BAD_FORMAT;
 }
 
+// Every option of an encoder context that is not open yet, its private ones included, as one
+// string: two contexts with the same string open the same encoder. Empty when one cannot be
+// read.
+std::string encoderSettings(AVCodecContext* context) {
+    std::string settings;
+    // An encoder's private data holds options only where it has a class for them.
+    void* options = context->codec->priv_class != nullptr ? context->priv_data : nullptr;
+    for (void* object : {static_cast<void*>(context), options}) {
+        if (object == nullptr)
+            continue;
+        char* text = nullptr;
+        if (av_opt_serialize(object, 0, 0, &text, '=', ';') < 0 || text == nullptr) {
+            av_free(text);
+            return {};
+        }
+        settings += text;
+        settings += '|';
+        av_free(text);
+    }
+    char geometry[96];
+    std::snprintf(geometry, sizeof(geometry), "%d/%d %d/%d %dx%d", context->time_base.num,
+                  context->time_base.den, context->framerate.num, context->framerate.den,
+                  context->width, context->height);
+    return settings + geometry;
+}
+
 }  // namespace
 
 MediaTrack::MediaTrack(MediaFile* file, const media_format& input, const media_codec_info& info)
@@ -180,7 +208,8 @@ status_t MediaTrack::Init(const AVCodec* codec, const AVOutputFormat* muxer) {
         fContext->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
 
     // Whether the encoder takes this input at all (sizes, rates, layouts) shows only when it
-    // opens: try a copy, so that the track itself stays open to settings.
+    // opens: open a copy, so that the track itself stays open to settings. Open uses that copy
+    // when the settings have not changed since, instead of opening the encoder a second time.
     CodecContextPtr trial(avcodec_alloc_context3(codec));
     if (!trial)
         return B_NO_MEMORY;
@@ -192,12 +221,19 @@ status_t MediaTrack::Init(const AVCodec* codec, const AVOutputFormat* muxer) {
     avcodec_parameters_free(&parameters);
     if (error < 0)
         return avStatus("avcodec_parameters_to_context", error);
+    if ((error = av_opt_copy(trial.get(), fContext.get())) < 0 ||
+        (codec->priv_class != nullptr && trial->priv_data != nullptr &&
+         (error = av_opt_copy(trial->priv_data, fContext->priv_data)) < 0))
+        return avStatus("av_opt_copy", error);
     trial->time_base = fContext->time_base;
     trial->framerate = fContext->framerate;
-    trial->flags = fContext->flags;
-    applyEncoderDefaults(trial.get());
+    std::string settings = encoderSettings(trial.get());
     if ((error = avcodec_open2(trial.get(), codec, nullptr)) < 0)
         return avStatus("avcodec_open2", error);
+    if (!settings.empty()) {
+        fTrial = std::move(trial);
+        fTrialSettings = std::move(settings);
+    }
 
     fParameters = std::make_unique<EncoderParameters>(fContext.get(), this);
     return B_OK;
@@ -276,6 +312,10 @@ status_t MediaTrack::SetQuality(float quality) {
     if (fState != State::Created)
         return B_NOT_ALLOWED;
     fQuality = quality;
+    // A quality changes the settings of every lossy encoder: the encoder opened at Init will
+    // not do, and need not hold its memory until Open.
+    if (quality > 0)
+        fTrial.reset();
     return B_OK;
 }
 
@@ -319,8 +359,16 @@ status_t MediaTrack::Open(AVStream* stream, bool globalHeader) {
     if (globalHeader)
         fContext->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     fFrameQuality = applyEncoderQuality(fContext.get(), fQuality);
-    if (int error = avcodec_open2(fContext.get(), fContext->codec, nullptr); error < 0)
-        return avStatus("avcodec_open2", error);
+    if (fTrial && encoderSettings(fContext.get()) == fTrialSettings) {
+        // The encoder opened at Init has these very settings: it becomes the track's. The
+        // context the parameters read stays as it is.
+        fSettings = std::move(fContext);
+        fContext = std::move(fTrial);
+    } else {
+        fTrial.reset();
+        if (int error = avcodec_open2(fContext.get(), fContext->codec, nullptr); error < 0)
+            return avStatus("avcodec_open2", error);
+    }
     if (int error = avcodec_parameters_from_context(stream->codecpar, fContext.get()); error < 0)
         return avStatus("avcodec_parameters_from_context", error);
     stream->time_base = fContext->time_base;

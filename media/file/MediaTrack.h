@@ -9,6 +9,7 @@
 // track; the file serialises the packets of all its tracks.
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "media/MediaFormat.h"
@@ -95,7 +96,13 @@ private:
     media_format fInput;
     media_codec_info fInfo;
     State fState = State::Created;
-    CodecContextPtr fContext;
+    CodecContextPtr fContext;  // the encoder; until Open, the settings it will open with
+    // The encoder Init opened to check the input, with the settings it had then; Open takes it
+    // when the settings have not changed. After that, fSettings is the context fParameters
+    // reads (the same settings).
+    CodecContextPtr fTrial;
+    std::string fTrialSettings;
+    CodecContextPtr fSettings;
     std::unique_ptr<EncoderParameters> fParameters;  // reads and writes fContext's options
     AVStream* fStream = nullptr;                     // owned by the file's context
     float fQuality = 0;

@@ -434,6 +434,9 @@ TEST(MediaTrackParameters, GopSizeChangesTheFileAndSnapshotsReproduceIt) {
     EXPECT_EQ(allKeys.keyFrames, 12);
     EXPECT_LT(standard.keyFrames, 12);
     EXPECT_GT(allKeys.size, standard.size);
+    // Without a quality, the encoder the track opened to check its input has the old
+    // interval: it must not be the one that writes.
+    EXPECT_EQ(writeWithSetup("matroska", "mpeg4", setGop).keyFrames, 12);
     expectSnapshotReproduces("mpeg4", setGop);
 }
 
