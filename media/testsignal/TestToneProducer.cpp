@@ -42,7 +42,7 @@ int64 TestToneProducer::ClickSample(const TestSignalClock& clock, int64 second, 
 
 status_t TestToneProducer::GetLatency(bigtime_t* latency) {
     // A buffer leaves once its last sample is due: one period after its start time.
-    *latency = fRate > 0 ? bigtime_t(fFramesPerBuffer) * 1000000 / fRate : 10000;
+    *latency = fRate > 0 ? bigtime_t(fFramesPerBuffer) * 1000000 / fRate : kPeriod;
     return B_OK;
 }
 
@@ -55,7 +55,7 @@ status_t TestToneProducer::FormatProposal(media_format* format) {
         audio.channel_count = 2;
     const size_t frameBytes = audio.channel_count * 2;
     if (audio.buffer_size == 0)
-        audio.buffer_size = size_t(audio.frame_rate) / 100 * frameBytes;
+        audio.buffer_size = size_t(audio.frame_rate) * size_t(kPeriod) / 1000000 * frameBytes;
     audio.buffer_size = std::max(frameBytes, audio.buffer_size / frameBytes * frameBytes);
     return B_OK;
 }

@@ -8,7 +8,7 @@
 // Sample k of a stream lies at origin + k / rate; a buffer's header carries the time of its
 // first sample and, in `sequence`, k. Paced, a buffer is sent once its last sample's time has
 // passed (as a capture device delivers a period); unpaced, as fast as buffers come back.
-// The buffers are the producer's own: 32 of one period (10 ms unless the format asks for
+// The buffers are the producer's own: 32 of one period (kPeriod unless the format asks for
 // another buffer size), so a consumer held up for a while does not cost periods.
 
 #include <memory>
@@ -34,6 +34,11 @@ public:
     static constexpr int16 kToneAmplitude = 8192;
     static constexpr int16 kClickAmplitude = 30000;
     static constexpr bigtime_t kClickDuration = 2000;  // µs
+    // One period (µs) when the format leaves the buffer size open: a PAL frame period, so
+    // that the running inputs hand over one buffer of sound per picture (every hand-off to
+    // the consumer's thread costs two thread switches, recording or not). Sample times stay
+    // exact whatever the period.
+    static constexpr bigtime_t kPeriod = 40000;
 
     // The sample index of the click of the stream's second `second` at `rate`.
     static int64 ClickSample(const TestSignalClock& clock, int64 second, int32 rate);

@@ -174,11 +174,13 @@ TEST_F(EngineRecording, FourSecondsInTheDefaultFormatMatchTheClock) {
     EXPECT_EQ(audio->sampleRate, 44100);
     EXPECT_EQ(audio->channels, 2);
     // The sound runs from the first picture to the end of the last buffer: within a frame
-    // and two buffers (10 ms each) of the picture's length, plus what the sound went on
-    // recording after the picture had stopped.
+    // and two buffers of the picture's length, plus what the sound went on recording after
+    // the picture had stopped.
     const double soundAfterPicture = double(audioStopped - stopped) / 1000000;
-    EXPECT_GE(double(audio->samples) / 44100, video->endSeconds - 0.04 - 0.02);
-    EXPECT_LE(double(audio->samples) / 44100, video->endSeconds + 0.04 + 0.02 + soundAfterPicture);
+    const double twoBuffers = 2.0 * double(bufferFrames) / 44100;
+    EXPECT_GE(double(audio->samples) / 44100, video->endSeconds - 0.04 - twoBuffers);
+    EXPECT_LE(double(audio->samples) / 44100,
+              video->endSeconds + 0.04 + twoBuffers + soundAfterPicture);
     // At least what was recorded but the part captured before the first picture; more only
     // by the silence that fills a stall of the input.
     EXPECT_GE(audio->samples, (recordedAudio - 1) * bufferFrames - 44100 / 25);
