@@ -104,11 +104,13 @@ void RingBuffer::ReleaseBuffer() {
     if (!fVariablesLock)
         return;
     // Keeps both counters far from overflow; their difference, the slots in use, is kept.
-    // Slot positions follow the rebased counters, even when the read count was not a multiple
-    // of the slot count.
+    // Both go down by whole turns of the ring, so that each counter still names the slot it
+    // named (a producer between its fetch_add and its copy keeps its slot too).
     if (fWriteCount.load() > kRebaseThreshold && fVariablesLock->Acquire() == B_OK) {
-        fWriteCount.fetch_sub(fReadCount.load(std::memory_order_relaxed));
-        fReadCount.store(0, std::memory_order_relaxed);
+        const int32 read = fReadCount.load(std::memory_order_relaxed);
+        const int32 turns = read - read % fCount;
+        fWriteCount.fetch_sub(turns);
+        fReadCount.store(read - turns, std::memory_order_relaxed);
         fVariablesLock->Release();
     }
     // Only this thread writes the read count, so a load and a store are enough; the store
