@@ -19,7 +19,8 @@
 // drawn in the same colour space, piped into `ffmpeg -f rawvideo ... -threads 1` with the same
 // encoder and options. Both sides convert from the capture colour space to the encoder's.
 // The record path's CPU per frame is the whole process's less the test picture's drawing
-// (a capture card draws nothing), set against the tool's; the A/V offset that
+// and the sync check the file's report makes of a test-picture recording when it closes
+// (a capture card costs neither), set against the tool's; the A/V offset that
 // tavro --check-sync measures in the recording stands beside it.
 //
 //   build/bench/bench_record --ratio-only [--ratio-seconds N] [--sizes 576|1080]
@@ -407,8 +408,11 @@ struct RatioRun {
     bool ok = false;
     int64 frames = 0;  // recorded
     int64 dropped = 0;
-    double cpuMs = 0;    // process CPU per recorded frame, recording to the file's close
-    double drawMs = 0;   // the test picture's drawing alone, per frame
+    double cpuMs = 0;   // process CPU per recorded frame, recording to the file's close
+    double drawMs = 0;  // the test picture's drawing alone, per frame
+    // The sync check the file's report runs when it closes (test picture only), per frame:
+    // the same MeasureSync on the same file, timed again here.
+    double checkMs = 0;
     double toolMs = -1;  // the ffmpeg tool, per frame
     SyncReport sync;
     status_t syncStatus = B_ERROR;
@@ -472,7 +476,9 @@ RatioRun runRatioCase(const RatioCase& test, double seconds) {
             return run;
         run.cpuMs = (processCpuSeconds() - cpuStart) * 1000 / double(run.frames);
     }
+    const double checkStart = processCpuSeconds();
     run.syncStatus = MeasureSync(path.c_str(), &run.sync);
+    run.checkMs = (processCpuSeconds() - checkStart) * 1000 / double(run.frames);
     std::remove(path.c_str());
 
     const std::string toolPath = scratchPath("ratio-tool", test.extension);
@@ -510,8 +516,9 @@ void runRatios(double seconds, int sizes) {
         "Against the ffmpeg tool: %.0f s of the paced test signal per case, the encoder's "
         "defaults, raw sound; CPU ms per frame\n",
         seconds);
-    std::printf("  %-8s %-9s %-9s %7s %7s %7s %7s %6s %6s %9s %9s\n", "encoder", "size", "capture",
-                "process", "drawing", "path", "ffmpeg", "ratio", "dropped", "A/V start", "A/V end");
+    std::printf("  %-8s %-9s %-9s %7s %7s %7s %7s %7s %6s %6s %9s %9s\n", "encoder", "size",
+                "capture", "process", "drawing", "check", "path", "ffmpeg", "ratio", "dropped",
+                "A/V start", "A/V end");
     std::fflush(stdout);
     const RatioCase kCases[] = {
         {"mpeg4", "avi", "avi", 720, 576, B_RGB32},
@@ -533,15 +540,16 @@ void runRatios(double seconds, int sizes) {
             std::printf("  %-8s %-9s %-9s failed\n", test.encoder, size.c_str(), capture);
             continue;
         }
-        const double path = run.cpuMs - run.drawMs;
+        // A capture card costs neither the drawing nor the report's sync check.
+        const double path = run.cpuMs - run.drawMs - run.checkMs;
         char start[16] = "-", end[16] = "-";
         if (run.syncStatus == B_OK && run.sync.measured) {
             std::snprintf(start, sizeof start, "%+.1f ms", run.sync.firstOffsetMs);
             std::snprintf(end, sizeof end, "%+.1f ms", run.sync.lastOffsetMs);
         }
-        std::printf("  %-8s %-9s %-9s %7.2f %7.2f %7.2f %7.2f %6.2f %6lld %9s %9s\n", test.encoder,
-                    size.c_str(), capture, run.cpuMs, run.drawMs, path, run.toolMs,
-                    path / run.toolMs, (long long)run.dropped, start, end);
+        std::printf("  %-8s %-9s %-9s %7.2f %7.2f %7.2f %7.2f %7.2f %6.2f %6lld %9s %9s\n",
+                    test.encoder, size.c_str(), capture, run.cpuMs, run.drawMs, run.checkMs, path,
+                    run.toolMs, path / run.toolMs, (long long)run.dropped, start, end);
         std::fflush(stdout);
     }
 }
