@@ -162,13 +162,14 @@ void Tavro::StopOnError(const char* text, status_t status) {
         fRecordingError = status;
         fRecordingErrorText = text;
     }
+    // The alert first: whoever acts on the stop finds it raised.
+    ErrorAlert(text, status, false);
     if (MessageTarget* target = fStopTarget.load()) {
         Message stop(kMsgStop);
         stop.AddInt32("status", status);
         stop.AddString("error", text);
         target->PostMessage(stop);
     }
-    ErrorAlert(text, status, false);
 }
 
 status_t Tavro::RecordingError(std::string* text) const {
