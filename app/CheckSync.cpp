@@ -3,17 +3,18 @@
 #include <cstdio>
 
 #include "media/file/SyncMeter.h"
+#include "support/Log.h"
 
 int runCheckSync(const CommandLine& line) {
     const char* path = line.commandValue.c_str();
     SyncReport report;
     const status_t status = MeasureSync(path, &report);
     if (status == B_MEDIA_BAD_FORMAT) {
-        std::fprintf(stderr, "tavro: %s holds no picture to measure\n", path);
+        logError("%s holds no picture to measure", path);
         return kExitFailed;
     }
     if (status != B_OK) {
-        std::fprintf(stderr, "tavro: cannot read %s: %s\n", path, statusText(status).c_str());
+        logError("cannot read %s: %s", path, statusText(status).c_str());
         return kExitFailed;
     }
     std::fputs(FormatSyncReport(report).c_str(), stdout);

@@ -89,9 +89,7 @@ DisplayChoice chooseDisplay(bool waylandPluginInstalled) {
     const std::string named = environment("QT_QPA_PLATFORM");
     const std::string x = environment("DISPLAY"), wayland = environment("WAYLAND_DISPLAY");
     const std::string hint = "\nThe command-line tools work without one: see tavro --help.";
-    auto failed = [&hint](const std::string& problem) {
-        return DisplayChoice{"", "tavro: " + problem + hint};
-    };
+    auto failed = [&hint](const std::string& problem) { return DisplayChoice{"", problem + hint}; };
     // A platform named outright: only the two that need a server are checked.
     if (!named.empty() && named.rfind("xcb", 0) != 0 && named.rfind("wayland", 0) != 0)
         return {};

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <mutex>
 
+#include "support/Log.h"
+
 namespace {
 
 // True until the first error with a non-zero status has been seen; set back only by tests.
@@ -51,6 +53,6 @@ status_t ErrorAlert(const char* text, status_t status, bool async) {
     if (presenter)
         presenter(alertText, async);
     else
-        std::fprintf(stderr, "%s\n", alertText.c_str());
+        logError("%s", alertText.c_str());
     return status;
 }

@@ -24,6 +24,7 @@
 #include "media/file/FileFormats.h"
 #include "media/file/MediaFile.h"
 #include "support/Clock.h"
+#include "support/Log.h"
 #include "support/MessageQueue.h"
 
 namespace {
@@ -97,8 +98,8 @@ int runHeadlessRecorder(const CommandLine& options) {
                 chosen = format;
         }
         if (chosen == nullptr) {
-            std::fprintf(stderr, "tavro: no recording format \"%s\" (see tavro --list-formats)\n",
-                         options.format.c_str());
+            logError("no recording format \"%s\" (see tavro --list-formats)",
+                     options.format.c_str());
             return kExitUsage;
         }
     } else {
@@ -106,7 +107,7 @@ int runHeadlessRecorder(const CommandLine& options) {
     }
     std::unique_ptr<FormatSetting> format = copyFormat(*chosen);
     if (format == nullptr) {
-        std::fprintf(stderr, "tavro: the recording format \"%s\" cannot be read\n", chosen->Text());
+        logError("the recording format \"%s\" cannot be read", chosen->Text());
         return 1;
     }
     applyOverrides(options, format.get());
@@ -116,7 +117,7 @@ int runHeadlessRecorder(const CommandLine& options) {
     struct stat existing;
     const char* path = options.commandValue.c_str();
     if (!options.overwrite && lstat(path, &existing) == 0) {
-        std::fprintf(stderr, "tavro: %s exists; give --overwrite to replace it\n", path);
+        logError("%s exists; give --overwrite to replace it", path);
         return 1;
     }
 
@@ -125,7 +126,7 @@ int runHeadlessRecorder(const CommandLine& options) {
     bool alerted = false;
     SetErrorAlertPresenter([&alerted](const std::string& text, bool) {
         alerted = true;
-        std::fprintf(stderr, "%s\n", text.c_str());
+        logError("%s", text.c_str());
     });
     // A file size limit makes writes fail with EFBIG instead of ending the process.
     std::signal(SIGXFSZ, SIG_IGN);
@@ -162,7 +163,7 @@ int runHeadlessRecorder(const CommandLine& options) {
         }
         status_t status = file.file->CommitHeader();
         if (status == B_FILE_EXISTS) {
-            std::fprintf(stderr, "tavro: %s exists; give --overwrite to replace it\n", path);
+            logError("%s exists; give --overwrite to replace it", path);
             SetErrorAlertPresenter({});
             return 1;
         }
@@ -222,18 +223,17 @@ int runHeadlessRecorder(const CommandLine& options) {
         const status_t failure = engine.RecordingError(&why);
         const status_t closed = file.Close();
         if (failure != B_OK) {
-            std::fprintf(stderr, "tavro: the recording stopped after %.1f s: %s [%s]\n",
-                         double(elapsed) / 1e6, why.c_str(), statusText(failure).c_str());
+            logError("the recording stopped after %.1f s: %s [%s]", double(elapsed) / 1e6,
+                     why.c_str(), statusText(failure).c_str());
         } else if (closed != B_OK) {
-            std::fprintf(stderr, "tavro: could not finish %s [%s]\n", path,
-                         statusText(closed).c_str());
+            logError("could not finish %s [%s]", path, statusText(closed).c_str());
         }
         if (failure != B_OK || closed != B_OK || stopRequested) {
             // What is on the disk now, after the close cut off any half-written packet.
             struct stat kept;
             const long long bytes = stat(path, &kept) == 0 ? (long long)kept.st_size : 0;
-            std::fprintf(stderr, "tavro: %s keeps %lld bytes: the recording up to about %.1f s\n",
-                         path, bytes, double(engine.WrittenVideoTime()) / 1e6);
+            logError("%s keeps %lld bytes: the recording up to about %.1f s", path, bytes,
+                     double(engine.WrittenVideoTime()) / 1e6);
             exitStatus = 1;
         }
     }

@@ -64,7 +64,7 @@ std::string quoted(const std::string& text) {
 }
 
 std::string unknownOption(const std::string& argument) {
-    std::string message = "tavro: unknown option " + quoted(argument);
+    std::string message = "unknown option " + quoted(argument);
     const std::string nearest = nearestOption(argument.substr(0, argument.find('=')));
     if (!nearest.empty())
         message += "; did you mean " + nearest + "?";
@@ -76,9 +76,9 @@ std::string checkFileValue(const Option& option, const std::string& value) {
     if (option.value == nullptr || std::strcmp(option.value, "FILE") != 0)
         return {};
     if (value.empty())
-        return "tavro: " + std::string(option.name) + " needs a file name";
+        return std::string(option.name) + " needs a file name";
     if (value == "-")
-        return "tavro: " + std::string(option.name) +
+        return std::string(option.name) +
                " needs a file name: '-' (standard input or output) cannot be used; for a file "
                "named '-' write ./-";
     return {};
@@ -196,7 +196,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
         if (option == nullptr)
             return fail(unknownOption(argument));
         if (option->replacedBy != nullptr) {
-            result.notes.push_back("tavro: " + std::string(option->name) + " is an old name of " +
+            result.notes.push_back(std::string(option->name) + " is an old name of " +
                                    option->replacedBy + "; use " + option->replacedBy);
             option = findOption(option->replacedBy);
         }
@@ -204,12 +204,12 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
         bool hasValue = hasInlineValue;
         if (option->value == nullptr) {
             if (hasInlineValue)
-                return fail("tavro: " + std::string(option->name) + " takes no value");
+                return fail(std::string(option->name) + " takes no value");
         } else if (!hasInlineValue && i + 1 < argc && canBeValue(argv[i + 1])) {
             value = argv[++i];
             hasValue = true;
         } else if (!hasInlineValue && !option->run) {
-            return fail("tavro: " + std::string(option->name) + " needs a value: " + option->value);
+            return fail(std::string(option->name) + " needs a value: " + option->value);
         }
         if (hasValue) {
             if (std::string problem = checkFileValue(*option, value); !problem.empty())
@@ -218,7 +218,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
 
         if (option->run) {
             if (result.command != nullptr && result.command != option) {
-                return fail("tavro: " + std::string(result.command->name) + " and " + option->name +
+                return fail(std::string(result.command->name) + " and " + option->name +
                             " cannot go together (one command at a time)");
             }
             result.command = option;
@@ -228,15 +228,15 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
         } else {
             std::string problem;
             if (!option->set(&result.options, hasValue ? value.c_str() : nullptr, &problem)) {
-                return fail("tavro: bad value " + quoted(value) + " for " + option->name +
-                            ": expected " + problem);
+                return fail("bad value " + quoted(value) + " for " + option->name + ": expected " +
+                            problem);
             }
         }
     }
 
     if (commandValueMissing) {
         if (operands.empty()) {
-            return fail("tavro: " + std::string(result.command->name) +
+            return fail(std::string(result.command->name) +
                         " needs a value: " + result.command->value);
         }
         result.options.commandValue = operands.front();
@@ -247,14 +247,14 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     }
     if (result.command != nullptr && result.command->operand != nullptr) {
         if (operands.empty()) {
-            return fail("tavro: " + std::string(result.command->name) + " needs " +
-                        result.command->value + " " + result.command->operand);
+            return fail(std::string(result.command->name) + " needs " + result.command->value +
+                        " " + result.command->operand);
         }
         result.options.commandOperand = operands.front();
         operands.erase(operands.begin());
     }
     if (!operands.empty()) {
-        std::string message = "tavro: unexpected argument " + quoted(operands.front());
+        std::string message = "unexpected argument " + quoted(operands.front());
         if (result.command == nullptr)
             message += " (to record into a file: tavro --record FILE)";
         return fail(message);

@@ -22,6 +22,7 @@
 #include "scheduler/TimedRecordingPath.h"
 #include "scheduler/TimerStore.h"
 #include "support/Clock.h"
+#include "support/Log.h"
 #include "support/MessageQueue.h"
 
 namespace {
@@ -30,7 +31,7 @@ constexpr bigtime_t kLoopPoll = 100000;
 constexpr int32 kDay = 86400;
 
 int usage(const std::string& problem) {
-    std::fprintf(stderr, "tavro: %s\n", problem.c_str());
+    logError("%s", problem.c_str());
     return kExitUsage;
 }
 
@@ -138,8 +139,8 @@ public:
 
 private:
     void Failed(const EventItem* item, const std::string& reason) {
-        std::fprintf(stderr, "tavro: timed recording to %s not recorded: %s\n",
-                     item->FileName().c_str(), reason.c_str());
+        logError("timed recording to %s not recorded: %s", item->FileName().c_str(),
+                 reason.c_str());
     }
 
     Tavro* const fEngine;
@@ -205,8 +206,7 @@ int addTimer(const CommandLine& line) {
     if (!line.format.empty()) {
         format = formatNamed(line.format.c_str());
         if (format == nullptr) {
-            std::fprintf(stderr, "tavro: no recording format \"%s\" (see tavro --list-formats)\n",
-                         line.format.c_str());
+            logError("no recording format \"%s\" (see tavro --list-formats)", line.format.c_str());
             return kExitUsage;
         }
     }
@@ -229,7 +229,7 @@ int addTimer(const CommandLine& line) {
     item.UpdateDescription();
     Message archive;
     if (item.Archive(&archive) != B_OK) {
-        std::fprintf(stderr, "tavro: the timer could not be stored\n");
+        logError("the timer could not be stored");
         return 1;
     }
     gSettings.timers.push_back(archive);
@@ -250,8 +250,7 @@ int removeTimer(const CommandLine& line) {
 }
 
 int runTimers(const CommandLine& line) {
-    SetErrorAlertPresenter(
-        [](const std::string& text, bool) { std::fprintf(stderr, "%s\n", text.c_str()); });
+    SetErrorAlertPresenter([](const std::string& text, bool) { logError("%s", text.c_str()); });
     std::signal(SIGXFSZ, SIG_IGN);
     StopSignals stopSignals;
 
@@ -272,10 +271,9 @@ int runTimers(const CommandLine& line) {
         RestoredTimers restored =
             restoreTimers(gSettings.timers, gSettings.formats, real_time_clock());
         for (const std::string& missed : restored.missed)
-            std::fprintf(stderr, "tavro: missed while not running: %s\n", missed.c_str());
+            logWarning("missed while not running: %s", missed.c_str());
         if (restored.damaged > 0)
-            std::fprintf(stderr, "tavro: %d damaged timer entries skipped\n",
-                         int(restored.damaged));
+            logWarning("%d damaged timer entries skipped", int(restored.damaged));
 
         Scheduler scheduler(&queue);
         std::vector<std::unique_ptr<EventItem>> items = std::move(restored.items);

@@ -13,6 +13,7 @@
 #include "app/DisplayCheck.h"
 #include "app/TavroApplication.h"
 #include "app/TavroSettings.h"
+#include "support/Log.h"
 
 namespace {
 
@@ -24,7 +25,7 @@ bool waylandPluginInstalled() {
 int runWindows(char** argv, const CommandLine& line) {
     const DisplayChoice display = chooseDisplay(waylandPluginInstalled());
     if (!display.problem.empty()) {
-        std::fprintf(stderr, "%s\n", display.problem.c_str());
+        logError("%s", display.problem.c_str());
         return kExitFailed;
     }
     if (!display.platform.empty())
@@ -51,10 +52,13 @@ int main(int argc, char** argv) {
     if (!parsed.error.empty() || (parsed.command != nullptr && command != "--add-timer" &&
                                   command != "--remove-timer" && command != "--run-timers"))
         gSettings.LeaveFileUntouched();
+    // Quiet leaves errors only, on the log and from the engine alike.
+    if (parsed.options.quiet)
+        SetLogThreshold(LogLevel::kError);
     for (const std::string& note : parsed.notes)
-        std::fprintf(stderr, "%s\n", note.c_str());
+        logWarning("%s", note.c_str());
     if (!parsed.error.empty()) {
-        std::fprintf(stderr, "%s\n", parsed.error.c_str());
+        logError("%s", parsed.error.c_str());
         return kExitUsage;
     }
     // The devices chosen in the window, unless the command line names others for this run.

@@ -9,6 +9,7 @@
 #include "engine/PreviewSinks.h"
 #include "engine/VideoConsumer.h"
 #include "media/roster/DeviceBackend.h"
+#include "support/Log.h"
 
 namespace {
 
@@ -55,7 +56,7 @@ void Tavro::ShowRequest(const char* title, const char* text, const char* button)
     if (fRequestPresenter)
         fRequestPresenter(title, text, button);
     else
-        std::fprintf(stderr, "%s: %s\n", title, text);
+        logWarning("%s: %s", title, text);
 }
 
 media_format Tavro::RequestedVideoFormat(color_space space, float fieldRate,

@@ -12,7 +12,7 @@
 //
 // Errors: every failure the user should see goes through ErrorAlert (only the first of the
 // process shows). Diagnostics ("reset PAL-M format", "frame dropped - drift = ...?") are lines
-// on standard output.
+// on standard output through logOutput (support/Log.h).
 
 #include <atomic>
 #include <functional>

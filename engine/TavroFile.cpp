@@ -11,6 +11,7 @@
 #include "media/file/MediaTrack.h"
 #include "media/file/SyncMeter.h"
 #include "support/Clock.h"
+#include "support/Log.h"
 
 namespace {
 
@@ -104,8 +105,8 @@ status_t TavroFile::Close() {
         }
     }
     if (status_t written = writeRecordingReport(report); written != B_OK)
-        std::fprintf(stderr, "tavro: could not write the report %s [%s]\n",
-                     recordingReportPath(report.file).c_str(), statusText(written).c_str());
+        logError("could not write the report %s [%s]", recordingReportPath(report.file).c_str(),
+                 statusText(written).c_str());
     return closed;
 }
 

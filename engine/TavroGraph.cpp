@@ -17,6 +17,7 @@
 #include "media/testsignal/TestPictureProducer.h"
 #include "media/testsignal/TestToneProducer.h"
 #include "support/Clock.h"
+#include "support/Log.h"
 
 namespace {
 
@@ -249,7 +250,7 @@ status_t Tavro::ConnectVideo() {
         fConnectedVideoFormat = format;
         if (standardChanged) {
             SetDiscreteClamped(standard, kStandardNeedingWorkAround, true);
-            std::printf("reset PAL-M format\n");
+            logOutput("reset PAL-M format\n");
             std::fflush(stdout);
         }
     }

@@ -11,6 +11,7 @@
 #include "engine/VideoConversion.h"
 #include "support/Clock.h"
 #include "support/LockedMemory.h"
+#include "support/Log.h"
 #include "support/Thread.h"
 
 namespace {
@@ -336,7 +337,7 @@ bool VideoConsumer::RecordBuffer(MediaBuffer* buffer) {
         const bigtime_t interval = Interval();
         bigtime_t relative = fRecord.RelativeTime() + interval;
         for (bigtime_t drift = elapsed - relative; drift >= kMaxDrift; drift = elapsed - relative) {
-            std::printf("frame dropped - drift = %" PRId64 "?\n", drift);
+            logOutput("frame dropped - drift = %" PRId64 "?\n", drift);
             std::fflush(stdout);
             relative += interval;
         }

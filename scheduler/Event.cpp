@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "support/Clock.h"
+#include "support/Log.h"
 #include "support/Semaphore.h"
 #include "support/Thread.h"
 
@@ -76,7 +77,7 @@ status_t Event::Archive(Message* archive) const {
     if (status == B_OK)
         status = archive->AddInt32("repeats", Repeats());
     if (status != B_OK)
-        std::fprintf(stderr, "event not successfully archived!\n");
+        logOutput("event not successfully archived!\n");
     return status;
 }
 

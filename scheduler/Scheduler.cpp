@@ -6,7 +6,7 @@
 #include <system_error>
 
 #include "support/Clock.h"
-#include "support/DebugLog.h"
+#include "support/Log.h"
 #include "support/Semaphore.h"
 #include "support/Thread.h"
 
@@ -212,7 +212,7 @@ bigtime_t Scheduler::RunPass(uint32 lastCheck, uint32 now) {
         UpdateEvent(event);
 
         const bigtime_t deadline = bigtime_t(event->Time()) * 1000000 + clockOffset;
-        debugLog("event at %" PRId64 "\n", deadline);
+        logDebug("event at %" PRId64 "\n", deadline);
 
         // The next second at which this event needs a pass: its start while that is ahead;
         // for a repeating event that started this very second, the next one, when its start

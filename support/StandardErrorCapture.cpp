@@ -7,9 +7,9 @@
 #include <mutex>
 #include <string>
 
-#include "support/DebugLog.h"
+#include "support/Log.h"
 
-void withStandardErrorInDebugLog(const char* source, const std::function<void()>& call) {
+void withStandardErrorInLog(const char* source, const std::function<void()>& call) {
     // One capture at a time: a second one would take the first one's file for the terminal.
     static std::mutex sCaptureLock;
     std::lock_guard<std::mutex> lock(sCaptureLock);
@@ -41,8 +41,13 @@ void withStandardErrorInDebugLog(const char* source, const std::function<void()>
         size_t end = text.find('\n', start);
         if (end == std::string::npos)
             end = text.size();
-        if (end > start)
-            debugLog("%s: %.*s\n", source, int(end - start), text.data() + start);
+        // Lines of our own log written during the call (alsa-lib's messages) keep their
+        // wording; the rest is the library's chatter, named by its source.
+        static const std::string kOwn = "tavro: ";
+        if (text.compare(start, kOwn.size(), kOwn) == 0)
+            logDebug("%.*s", int(end - start - kOwn.size()), text.data() + start + kOwn.size());
+        else if (end > start)
+            logDebug("%s: %.*s", source, int(end - start), text.data() + start);
         start = end + 1;
     }
 }

@@ -6,8 +6,8 @@
 // While the call runs, file descriptor 2 points at an anonymous in-memory file, so every
 // thread's standard error goes there too: use it only for short calls when no other thread
 // has anything to say (device listing and opening). The captured lines are written with
-// debugLog afterwards, prefixed with `source`.
+// logDebug afterwards, prefixed with `source`.
 
 #include <functional>
 
-void withStandardErrorInDebugLog(const char* source, const std::function<void()>& call);
+void withStandardErrorInLog(const char* source, const std::function<void()>& call);

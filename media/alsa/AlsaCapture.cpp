@@ -5,14 +5,14 @@
 #include <cstring>
 
 #include "support/Clock.h"
+#include "support/Log.h"
 #include "support/StandardErrorCapture.h"
 
 namespace {
 
 // ALSA's errors are negative errnos, like status_t's POSIX ones.
 status_t logged(const char* call, const std::string& name, int error) {
-    std::fprintf(stderr, "tavro: alsa: %s on \"%s\" failed: %s\n", call, name.c_str(),
-                 snd_strerror(error));
+    logError("alsa: %s on \"%s\" failed: %s", call, name.c_str(), snd_strerror(error));
     return error;
 }
 
@@ -23,12 +23,12 @@ struct InputCloser {
 }  // namespace
 
 AlsaCapture::AlsaCapture(const AlsaSource& source) : fName(source.name) {
-    routeAlsaErrorsToDebugLog();
+    routeAlsaErrorsToLog();
     snd_pcm_t* pcm = nullptr;
     int error;
     if (source.config.empty()) {
         // A PCM of a plugin (jack, pulse) may print its client library's complaints.
-        withStandardErrorInDebugLog("alsa plugin", [&] {
+        withStandardErrorInLog("alsa plugin", [&] {
             error = snd_pcm_open(&pcm, fName.c_str(), SND_PCM_STREAM_CAPTURE, 0);
         });
     } else {

@@ -30,9 +30,9 @@ std::string takeHint(void* hint, const char* id) {
 // library, which prints its complaints ("jack server is not running") on standard error: they
 // go to the debug log.
 bool alsaOpensForCapture(const std::string& name) {
-    routeAlsaErrorsToDebugLog();
+    routeAlsaErrorsToLog();
     bool opens = false;
-    withStandardErrorInDebugLog("alsa plugin", [&] {
+    withStandardErrorInLog("alsa plugin", [&] {
         snd_pcm_t* pcm = nullptr;
         if (snd_pcm_open(&pcm, name.c_str(), SND_PCM_STREAM_CAPTURE, SND_PCM_NONBLOCK) < 0)
             return;
@@ -43,7 +43,7 @@ bool alsaOpensForCapture(const std::string& name) {
 }
 
 std::vector<AlsaDeviceInfo> listAlsaCaptureDevices() {
-    routeAlsaErrorsToDebugLog();
+    routeAlsaErrorsToLog();
     std::vector<AlsaDeviceInfo> devices;
     if (alsaOpensForCapture("default"))
         devices.push_back({"default", "Default audio input"});

@@ -6,26 +6,25 @@
 #include <cstdio>
 #include <mutex>
 
-#include "support/DebugLog.h"
+#include "support/Log.h"
 
 namespace {
 
-void toDebugLog(const char* file, int line, const char* function, int error, const char* format,
-                ...) {
-    if (!debugLogEnabled())
+void toLog(const char* file, int line, const char* function, int error, const char* format, ...) {
+    if (!LogEnabled(LogLevel::kDebug))
         return;
     char text[512];
     va_list arguments;
     va_start(arguments, format);
     std::vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
-    debugLog("alsa-lib %s:%d (%s): %s%s%s\n", file, line, function, text, error ? ": " : "",
+    logDebug("alsa-lib %s:%d (%s): %s%s%s", file, line, function, text, error ? ": " : "",
              error ? snd_strerror(error) : "");
 }
 
 }  // namespace
 
-void routeAlsaErrorsToDebugLog() {
+void routeAlsaErrorsToLog() {
     static std::once_flag once;
-    std::call_once(once, [] { snd_lib_error_set_handler(toDebugLog); });
+    std::call_once(once, [] { snd_lib_error_set_handler(toLog); });
 }

@@ -5,4 +5,4 @@
 
 // Installs the handler once per process; every piece of media/alsa calls it before its first
 // alsa-lib call.
-void routeAlsaErrorsToDebugLog();
+void routeAlsaErrorsToLog();

@@ -1,21 +1,20 @@
 #include "media/alsa/AlsaMixerSwitch.h"
 #include "media/alsa/AlsaErrors.h"
+#include "support/Log.h"
 
 #include <cstdio>
-
-#include "support/DebugLog.h"
 
 AlsaMixerSwitch::AlsaMixerSwitch(std::string card, std::string element)
     : fCard(std::move(card)), fElement(std::move(element)) {
     // A machine without a mixer (no sound card, a container, ssh) is common and leaves only
     // the mute switch out: a debug line, not an error.
     auto fail = [this](const char* call, int error) {
-        debugLog("alsa: %s for mixer \"%s\" failed: %s\n", call, fCard.c_str(),
+        logDebug("alsa: %s for mixer \"%s\" failed: %s\n", call, fCard.c_str(),
                  snd_strerror(error));
         fMixer.reset();
         fStatus = error;
     };
-    routeAlsaErrorsToDebugLog();
+    routeAlsaErrorsToLog();
     snd_mixer_t* mixer = nullptr;
     int error = snd_mixer_open(&mixer, 0);
     if (error < 0) {
@@ -73,8 +72,8 @@ status_t AlsaMixerSwitch::SetMute(bool muted) {
         return B_ENTRY_NOT_FOUND;
     int error = snd_mixer_selem_set_playback_switch_all(fSwitch, muted ? 0 : 1);
     if (error < 0) {
-        std::fprintf(stderr, "tavro: alsa: cannot switch \"%s\" on mixer \"%s\": %s\n",
-                     fElement.c_str(), fCard.c_str(), snd_strerror(error));
+        logWarning("alsa: cannot switch \"%s\" on mixer \"%s\": %s", fElement.c_str(),
+                   fCard.c_str(), snd_strerror(error));
     }
     return error;
 }

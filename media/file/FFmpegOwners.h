@@ -52,7 +52,7 @@ using OutputContextPtr = std::unique_ptr<AVFormatContext, AVOutputContextDeleter
 
 // Sends FFmpeg's own messages (av_log) to Tavro's debug log instead of standard error. Once per
 // process; every use of FFmpeg goes through the file format registry, which calls it.
-void routeFFmpegLogToDebugLog();
+void routeFFmpegLog();
 
 // Returns `error` as a status; a negative one is logged with the call that returned it.
 status_t avStatus(const char* call, int error);

@@ -355,7 +355,7 @@ void dropFormatsWithoutVideoEncoder(Registry* registry) {
 const Registry& registry() {
     // Built on first use; a static's initialisation is thread-safe.
     static const Registry instance = [] {
-        routeFFmpegLogToDebugLog();
+        routeFFmpegLog();
         Registry built;
         addFileFormats(&built);
         addEncoders(&built);

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <cstdio>
 
+#include "support/Log.h"
+
 namespace {
 
 size_t pageRounded(size_t size) {
@@ -41,8 +43,8 @@ BufferGroup::~BufferGroup() {
     {
         std::lock_guard lock(fLock);
         if (fFree.size() != fBuffers.size())
-            printf("BufferGroup: destroyed with %zu buffers still out\n",
-                   fBuffers.size() - fFree.size());
+            logWarning("BufferGroup: destroyed with %zu buffers still out\n",
+                       fBuffers.size() - fFree.size());
     }
     for (size_t i = 0; i < fOwnedMemory.size(); i++)
         munmap(fOwnedMemory[i], pageRounded(fBuffers[i]->SizeAvailable()));
@@ -144,7 +146,7 @@ status_t BufferGroup::WaitForAllBuffers(bigtime_t timeout) const {
 void BufferGroup::Reclaim(MediaBuffer* buffer) {
     std::lock_guard lock(fLock);
     if (!buffer->fInUse) {
-        printf("BufferGroup: buffer %d recycled twice\n", int(buffer->fID));
+        logWarning("BufferGroup: buffer %d recycled twice\n", int(buffer->fID));
         return;
     }
     buffer->fInUse = false;

@@ -6,6 +6,7 @@
 #include "media/node/MediaConnection.h"
 #include "media/node/MediaConsumer.h"
 #include "support/Clock.h"
+#include "support/Log.h"
 #include "support/Message.h"
 #include "support/MessageTarget.h"
 #include "support/Thread.h"
@@ -230,7 +231,7 @@ void MediaProducer::CaptureLoop() {
 
 void MediaProducer::EndStream(status_t status) {
     fStreamStatus.store(status);
-    printf("%s: stream ended: %s\n", Name().c_str(), statusText(status).c_str());
+    logWarning("%s: stream ended: %s\n", Name().c_str(), statusText(status).c_str());
     MediaConsumer* consumer;
     {
         std::lock_guard lock(fStateLock);

@@ -6,6 +6,7 @@
 #include "media/roster/SystemDeviceBackend.h"
 #include "media/testsignal/TestPictureProducer.h"
 #include "media/testsignal/TestToneProducer.h"
+#include "support/Log.h"
 
 MediaRoster::MediaRoster(RosterOptions options, std::unique_ptr<DeviceBackend> backend)
     : fOptions(std::move(options)),
@@ -71,7 +72,7 @@ int32 MediaRoster::PickDefault(DeviceKind kind, const std::string& named,
                 return int32(i);
         }
         *missing = named;
-        printf("MediaRoster: no device \"%s\"\n", named.c_str());
+        logWarning("MediaRoster: no device \"%s\"\n", named.c_str());
         return -1;
     }
     // Real devices come before the built-in one of their kind.

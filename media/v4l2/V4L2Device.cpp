@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "support/Clock.h"
+#include "support/Log.h"
 
 V4L2Device::FdOwner& V4L2Device::FdOwner::operator=(FdOwner&& other) noexcept {
     if (this != &other) {
@@ -28,8 +29,7 @@ V4L2Device::V4L2Device(V4L2Io& io, std::string path) : fIo(io), fPath(std::move(
     int fd = fIo.Open(fPath.c_str(), O_RDWR | O_NONBLOCK);
     if (fd < 0) {
         fStatus = fd;
-        std::fprintf(stderr, "tavro: v4l2: cannot open %s: %s\n", fPath.c_str(),
-                     statusText(fd).c_str());
+        logError("v4l2: cannot open %s: %s", fPath.c_str(), statusText(fd).c_str());
         return;
     }
     fFd = FdOwner(&fIo, fd);
@@ -43,8 +43,7 @@ V4L2Device::V4L2Device(V4L2Io& io, std::string path) : fIo(io), fPath(std::move(
     uint32 deviceCaps =
         (caps.capabilities & V4L2_CAP_DEVICE_CAPS) ? caps.device_caps : caps.capabilities;
     if ((deviceCaps & V4L2_CAP_VIDEO_CAPTURE) == 0 || (deviceCaps & V4L2_CAP_STREAMING) == 0) {
-        std::fprintf(stderr, "tavro: v4l2: %s (%s) cannot capture video by streaming\n",
-                     fPath.c_str(), fCard.c_str());
+        logError("v4l2: %s (%s) cannot capture video by streaming", fPath.c_str(), fCard.c_str());
         fStatus = B_NOT_SUPPORTED;
         return;
     }
@@ -193,8 +192,8 @@ status_t V4L2Device::AllocateBuffers(uint32 count, bool userPointers) {
         if (status == B_OK)
             status = fIo.Mmap(fFd.get(), buffer.length, buffer.m.offset, &address);
         if (status != B_OK) {
-            std::fprintf(stderr, "tavro: v4l2: cannot map buffer %u of %s: %s\n", index,
-                         fPath.c_str(), statusText(status).c_str());
+            logError("v4l2: cannot map buffer %u of %s: %s", index, fPath.c_str(),
+                     statusText(status).c_str());
             ReleaseBuffers();
             return status;
         }

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "support/Log.h"
+
 namespace {
 
 struct NamedRequest {
@@ -59,8 +61,7 @@ status_t V4L2Io::Ioctl(int fd, unsigned long request, void* argument) {
     if (result > 0)
         result = B_ERROR;
     if (result < 0 && !endsEnumeration(request, result)) {
-        std::fprintf(stderr, "tavro: v4l2: %s failed: %s\n", RequestName(request),
-                     std::strerror(-result));
+        logWarning("v4l2: %s failed: %s", RequestName(request), std::strerror(-result));
     }
     return result;
 }

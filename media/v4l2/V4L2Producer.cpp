@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "support/Clock.h"
+#include "support/Log.h"
 
 namespace {
 
@@ -90,8 +91,8 @@ status_t V4L2Producer::ChangeStandard(int32 index, bigtime_t when, const void* v
     }
     status_t streamStatus = StartStreamingLocked();
     if (streamStatus != B_OK)
-        std::fprintf(stderr, "tavro: v4l2: cannot restart %s after the standard changed: %s\n",
-                     fDevice.Path().c_str(), statusText(streamStatus).c_str());
+        logError("v4l2: cannot restart %s after the standard changed: %s", fDevice.Path().c_str(),
+                 statusText(streamStatus).c_str());
     return status;
 }
 
@@ -306,8 +307,8 @@ status_t V4L2Producer::CaptureNext() {
     if (status == B_TIMED_OUT)
         return B_TIMED_OUT;
     if (status != B_OK) {
-        std::fprintf(stderr, "tavro: v4l2: %s stopped delivering frames: %s\n",
-                     fDevice.Path().c_str(), statusText(status).c_str());
+        logError("v4l2: %s stopped delivering frames: %s", fDevice.Path().c_str(),
+                 statusText(status).c_str());
         return status;
     }
 

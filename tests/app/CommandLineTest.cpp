@@ -97,8 +97,7 @@ TEST(CommandLine, OldDeviceSpellingsStillWorkWithANoteNamingTheNewOne) {
     EXPECT_EQ(parsed.options.devices.videoInput, "/dev/video2");
     EXPECT_EQ(parsed.options.devices.audioInput, "hw:3");
     ASSERT_EQ(parsed.notes.size(), 2u);
-    EXPECT_EQ(parsed.notes[0],
-              "tavro: --video-device is an old name of --video-input; use --video-input");
+    EXPECT_EQ(parsed.notes[0], "--video-device is an old name of --video-input; use --video-input");
     EXPECT_NE(parsed.notes[1].find("use --audio-input"), std::string::npos);
 }
 
@@ -109,25 +108,25 @@ TEST(CommandLine, EveryMistakeGetsAMessageThatSaysWhatToDo) {
     };
     const Case cases[] = {
         {{"--durtion", "3"},
-         "tavro: unknown option '--durtion'; did you mean --duration? (see tavro --help)"},
+         "unknown option '--durtion'; did you mean --duration? (see tavro --help)"},
         {{"--recrod", "a.avi"}, "did you mean --record?"},
         {{"--vidoe-input=x"}, "did you mean --video-input?"},
         {{"--dur", "3"}, "did you mean --duration?"},
         {{"-record", "a.avi"}, "did you mean --record?"},
         {{"--video-devic", "x"}, "did you mean --video-input?"},
-        {{"--frobnicate"}, "tavro: unknown option '--frobnicate' (see tavro --help)"},
-        {{"-x"}, "tavro: unknown option '-x' (see tavro --help)"},
+        {{"--frobnicate"}, "unknown option '--frobnicate' (see tavro --help)"},
+        {{"-x"}, "unknown option '-x' (see tavro --help)"},
         {{"--record", "-"},
-         "tavro: --record needs a file name: '-' (standard input or output) cannot be used; "
+         "--record needs a file name: '-' (standard input or output) cannot be used; "
          "for a file named '-' write ./-"},
         {{"--record", "--", "-"}, "'-' (standard input or output) cannot be used"},
         {{"--record=-"}, "'-' (standard input or output) cannot be used"},
-        {{"--record", ""}, "tavro: --record needs a file name"},
-        {{"--record"}, "tavro: --record needs a value: FILE"},
-        {{"--record", "--duration", "3"}, "tavro: --record needs a value: FILE"},
-        {{"--duration"}, "tavro: --duration needs a value: TIME"},
+        {{"--record", ""}, "--record needs a file name"},
+        {{"--record"}, "--record needs a value: FILE"},
+        {{"--record", "--duration", "3"}, "--record needs a value: FILE"},
+        {{"--duration"}, "--duration needs a value: TIME"},
         {{"--duration", "soon"},
-         "tavro: bad value 'soon' for --duration: expected seconds or [[H:]M:]S, such as 90, "
+         "bad value 'soon' for --duration: expected seconds or [[H:]M:]S, such as 90, "
          "1:30 or 1:30:00"},
         {{"--duration=1:60"}, "bad value '1:60' for --duration"},
         {{"--duration=1:2:3:4"}, "bad value '1:2:3:4' for --duration"},
@@ -136,12 +135,11 @@ TEST(CommandLine, EveryMistakeGetsAMessageThatSaysWhatToDo) {
         {{"--size", "0x5"}, "bad value '0x5' for --size: expected WIDTHxHEIGHT"},
         {{"--color-space", "purple"}, "expected one of RGB32, RGB24"},
         {{"--video-input="}, "bad value '' for --video-input: expected a device id or name"},
-        {{"--version=2"}, "tavro: --version takes no value"},
+        {{"--version=2"}, "--version takes no value"},
         {{"--record", "a.avi", "--list-devices"},
-         "tavro: --record and --list-devices cannot go together (one command at a time)"},
-        {{"out.avi"},
-         "tavro: unexpected argument 'out.avi' (to record into a file: tavro --record"},
-        {{"--record", "a.avi", "b.avi"}, "tavro: unexpected argument 'b.avi'"},
+         "--record and --list-devices cannot go together (one command at a time)"},
+        {{"out.avi"}, "unexpected argument 'out.avi' (to record into a file: tavro --record"},
+        {{"--record", "a.avi", "b.avi"}, "unexpected argument 'b.avi'"},
     };
     for (const Case& c : cases) {
         const ParsedCommandLine parsed = parse(c.arguments);

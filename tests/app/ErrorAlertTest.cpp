@@ -63,7 +63,7 @@ TEST_F(ErrorAlertTest, WithoutAPresenterTheTextGoesToStandardError) {
     testing::internal::CaptureStderr();
     ErrorAlert("No video input", B_ERROR, false);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "An error has occured:\n\nNo video input\n[-]\n");
+              "tavro: An error has occured:\n\nNo video input\n[-]\n");
 }
 
 }  // namespace

@@ -8,9 +8,11 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "support/Clock.h"
 #include "support/LockedMemory.h"
+#include "support/Log.h"
 #include "support/MessageQueue.h"
 #include "support/Status.h"
 #include "support/Thread.h"
@@ -25,6 +27,57 @@ TEST(StatusTest, TextsComeFromErrnoTheTableOrAFallback) {
     EXPECT_EQ(statusText(B_OK), "No error");
     for (status_t unknown : {B_GENERAL_ERROR_BASE, B_GENERAL_ERROR_BASE + 999, 12345, -70000})
         EXPECT_FALSE(statusText(unknown).empty()) << unknown;
+}
+
+// Each level shows at or above the threshold, as one "tavro: " line however long; the
+// engine's standard-output lines go with everything but errors only (quiet).
+TEST(LogTest, LevelsFollowTheThresholdAsWholeLines) {
+    const std::string longText(3000, 'x');
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    SetLogThreshold(LogLevel::kInfo);
+    logError("cannot open %s: %s", "/dev/video9", "No such device");
+    logWarning("%s\n", "a trailing newline is not doubled");
+    logInfo("%s", longText.c_str());
+    logDebug("not shown");
+    logOutput("frame dropped - drift = %d?\n", 80000);
+    SetLogThreshold(LogLevel::kError);
+    logWarning("not shown under quiet");
+    logOutput("not shown under quiet\n");
+    logError("still shown");
+    SetLogThreshold(LogLevel::kDebug);
+    logDebug("event at %d", 42);
+    SetLogThreshold(LogLevel::kInfo);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "frame dropped - drift = 80000?\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "tavro: cannot open /dev/video9: No such device\n"
+              "tavro: a trailing newline is not doubled\n"
+              "tavro: " +
+                  longText +
+                  "\n"
+                  "tavro: still shown\n"
+                  "tavro: event at 42\n");
+}
+
+// Lines written from several threads at once come out whole.
+TEST(LogTest, LinesFromSeveralThreadsNeverInterleave) {
+    testing::internal::CaptureStderr();
+    std::vector<std::thread> threads;
+    for (char c : {'a', 'b', 'c', 'd'})
+        threads.emplace_back([c] {
+            const std::string line(700, c);
+            for (int i = 0; i < 50; i++)
+                logError("%s", line.c_str());
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    const std::string written = testing::internal::GetCapturedStderr();
+    size_t lines = 0;
+    for (size_t at = 0; at < written.size(); at = written.find('\n', at) + 1, lines++) {
+        const std::string line = written.substr(at, written.find('\n', at) - at);
+        ASSERT_EQ(line, "tavro: " + std::string(700, line.back()));
+    }
+    EXPECT_EQ(lines, 200u);
 }
 
 TEST(ThreadTest, SpawnedThreadCarriesItsNameCutToFifteenCharacters) {

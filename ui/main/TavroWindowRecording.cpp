@@ -19,6 +19,7 @@
 #include "scheduler/EventItem.h"
 #include "scheduler/TimedRecordingPath.h"
 #include "support/Clock.h"
+#include "support/Log.h"
 #include "ui/main/RecordingFolder.h"
 #include "ui/main/StatusView.h"
 #include "ui/main/TavroWindow.h"
@@ -275,8 +276,7 @@ void TavroWindow::TimedRecordingFailed(EventItem* item, const std::string& reaso
     item->SetFailure("not recorded: " + reason);
     item->SetEnabled(true);
     fTimerView->ItemChanged(item);
-    std::fprintf(stderr, "tavro: timed recording to %s %s\n", item->FileName().c_str(),
-                 item->Failure().c_str());
+    logWarning("timed recording to %s %s", item->FileName().c_str(), item->Failure().c_str());
 }
 
 void TavroWindow::RecordRequested(Message* message) {
