@@ -106,9 +106,11 @@ public:
         int ends[2];
         if (pipe(ends) != 0)
             return false;
+        // No auto-repeat (-r): a machine busy elsewhere can hold xdotool up between a key's
+        // press and its release long enough for the server to repeat the key.
         fServer = std::make_unique<Child>(
             std::vector<std::string>{"Xvfb", "-displayfd", std::to_string(ends[1]), "-screen", "0",
-                                     screen, "-nolisten", "tcp"});
+                                     screen, "-nolisten", "tcp", "-r"});
         close(ends[1]);
         // The number, then a newline in a write of its own: read up to that, or the server
         // fails writing it.

@@ -8,7 +8,7 @@
 
 #include "media/alsa/MixerNode.h"
 #include "media/roster/SystemDeviceBackend.h"
-#include "media/v4l2/FakeBt848.h"
+#include "tests/media/capture/FakeBt848.h"
 
 // The mute switch of a mixer, in memory (in `*muted` when given).
 class FakeMixerSwitch : public MixerSwitch {

@@ -9,11 +9,11 @@
 #include <set>
 
 #include "CollectingConsumer.h"
-#include "media/v4l2/FakeBt848.h"
 #include "media/v4l2/V4L2DeviceList.h"
 #include "media/v4l2/V4L2Producer.h"
 #include "support/Clock.h"
 #include "support/MessageQueue.h"
+#include "tests/media/capture/FakeBt848.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "media/v4l2/FakeBt848.h"
+#include "tests/media/capture/FakeBt848.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -319,6 +319,16 @@ int FakeBt848::DoIoctl(int fd, unsigned long request, void* argument) {
 }
 
 int FakeBt848::Dispatch(int fd, unsigned long request, void* argument) {
+    for (auto handler : {&FakeBt848::InputRequest, &FakeBt848::ControlRequest,
+                         &FakeBt848::FormatRequest, &FakeBt848::StreamingRequest}) {
+        if (const int result = (this->*handler)(fd, request, argument); result != kNotHandled)
+            return result;
+    }
+    return -ENOTTY;
+}
+
+// The card, its inputs, standards and tuner.
+int FakeBt848::InputRequest(int, unsigned long request, void* argument) {
     switch (request) {
         case VIDIOC_QUERYCAP: {
             auto* caps = static_cast<v4l2_capability*>(argument);
@@ -411,6 +421,14 @@ int FakeBt848::Dispatch(int fd, unsigned long request, void* argument) {
             fFrequency = std::clamp(frequency->frequency, kTunerLow, kTunerHigh);
             return 0;
         }
+        default:
+            return kNotHandled;
+    }
+}
+
+// The picture and sound controls.
+int FakeBt848::ControlRequest(int, unsigned long request, void* argument) {
+    switch (request) {
         case VIDIOC_QUERYCTRL: {
             auto* query = static_cast<v4l2_queryctrl*>(argument);
             const Control* found = nullptr;
@@ -461,6 +479,14 @@ int FakeBt848::Dispatch(int fd, unsigned long request, void* argument) {
             value->value = control->value;
             return 0;
         }
+        default:
+            return kNotHandled;
+    }
+}
+
+// Pixel formats, the frame size and the frame period.
+int FakeBt848::FormatRequest(int, unsigned long request, void* argument) {
+    switch (request) {
         case VIDIOC_ENUM_FMT: {
             auto* description = static_cast<v4l2_fmtdesc*>(argument);
             if (description->type != V4L2_BUF_TYPE_VIDEO_CAPTURE ||
@@ -506,6 +532,14 @@ int FakeBt848::Dispatch(int fd, unsigned long request, void* argument) {
             parameters->parm.capture.readbuffers = 2;
             return 0;
         }
+        default:
+            return kNotHandled;
+    }
+}
+
+// Buffers and streaming, which only the descriptor that allocated the buffers may use.
+int FakeBt848::StreamingRequest(int fd, unsigned long request, void* argument) {
+    switch (request) {
         case VIDIOC_REQBUFS:
             return RequestBuffers(fd, static_cast<v4l2_requestbuffers*>(argument));
         case VIDIOC_QUERYBUF: {
@@ -554,7 +588,7 @@ int FakeBt848::Dispatch(int fd, unsigned long request, void* argument) {
             fChanged.notify_all();
             return 0;
         default:
-            return -ENOTTY;
+            return kNotHandled;
     }
 }
 

@@ -92,6 +92,12 @@ private:
     };
 
     int Dispatch(int fd, unsigned long request, void* argument);
+    // One group of requests each: the result, or kNotHandled for a request of another group.
+    static constexpr int kNotHandled = 1;
+    int InputRequest(int fd, unsigned long request, void* argument);
+    int ControlRequest(int fd, unsigned long request, void* argument);
+    int FormatRequest(int fd, unsigned long request, void* argument);
+    int StreamingRequest(int fd, unsigned long request, void* argument);
     int TryFormat(v4l2_pix_format* format) const;
     int SetFormat(v4l2_pix_format* format);
     int RequestBuffers(int fd, v4l2_requestbuffers* request);
