@@ -4,7 +4,7 @@
 #include <string>
 
 #include "app/CommandLine.h"
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 #include "media/MediaFormat.h"
 #include "media/roster/MediaRoster.h"
 

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "app/CommandLine.h"
-#include "app/ErrorAlert.h"
-#include "app/MessageCodes.h"
 #include "app/StopSignals.h"
-#include "app/TavroSettings.h"
+#include "app/records/ErrorAlert.h"
+#include "app/records/MessageCodes.h"
+#include "app/records/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
 #include "scheduler/EventItem.h"

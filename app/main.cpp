@@ -11,9 +11,9 @@
 
 #include "app/CommandLine.h"
 #include "app/DisplayCheck.h"
-#include "app/TavroApplication.h"
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 #include "support/Log.h"
+#include "ui/TavroApplication.h"
 
 namespace {
 

@@ -22,7 +22,7 @@
 #include <fstream>
 #include <vector>
 
-#include "app/FormatSetting.h"
+#include "app/records/FormatSetting.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
 #include "support/Clock.h"

@@ -37,8 +37,8 @@
 #include <string>
 #include <vector>
 
-#include "app/ErrorAlert.h"
-#include "app/FormatSetting.h"
+#include "app/records/ErrorAlert.h"
+#include "app/records/FormatSetting.h"
 #include "bench/FfmpegTool.h"
 #include "engine/AudioConsumer.h"
 #include "engine/PreviewSinks.h"

@@ -2,7 +2,7 @@
 // mute switch, and the recording geometry, whose changes rebuild the video connection now or,
 // while recording or holding changes, later.
 
-#include "app/ErrorAlert.h"
+#include "app/records/ErrorAlert.h"
 #include "engine/AudioConsumer.h"
 #include "engine/PreviewSinks.h"
 #include "engine/Tavro.h"

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "app/ErrorAlert.h"
+#include "app/records/ErrorAlert.h"
 #include "engine/RecordingReport.h"
 #include "engine/Tavro.h"
 #include "media/file/MediaTrack.h"

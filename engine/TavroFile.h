@@ -10,7 +10,7 @@
 
 #include <memory>
 
-#include "app/FormatSetting.h"
+#include "app/records/FormatSetting.h"
 #include "media/file/MediaFile.h"
 
 class Tavro;

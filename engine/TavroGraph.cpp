@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "app/ErrorAlert.h"
+#include "app/records/ErrorAlert.h"
 #include "engine/AudioConsumer.h"
 #include "engine/PreviewSinks.h"
 #include "engine/Tavro.h"

@@ -7,9 +7,9 @@
 #include <system_error>
 #include <thread>
 
-#include "app/ErrorAlert.h"
-#include "app/FormatSetting.h"
-#include "app/MessageCodes.h"
+#include "app/records/ErrorAlert.h"
+#include "app/records/FormatSetting.h"
+#include "app/records/MessageCodes.h"
 #include "engine/AudioConsumer.h"
 #include "engine/PreviewSinks.h"
 #include "engine/RecordingReport.h"

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <system_error>
 
-#include "app/ErrorAlert.h"
+#include "app/records/ErrorAlert.h"
 #include "engine/PreviewSinks.h"
 #include "engine/VideoConversion.h"
 #include "support/Clock.h"

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "app/ChannelPresets.h"
+#include "app/records/ChannelPresets.h"
 #include "support/Message.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 #include "support/Message.h"
 #include "tests/TempConfigDir.h"
 

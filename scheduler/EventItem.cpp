@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "app/FormatSetting.h"
-#include "app/MessageCodes.h"
+#include "app/records/FormatSetting.h"
+#include "app/records/MessageCodes.h"
 #include "scheduler/Scheduler.h"
 
 struct tm localTime(time_t time) {

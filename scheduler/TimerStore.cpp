@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "app/FormatSetting.h"
+#include "app/records/FormatSetting.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <vector>
 
-#include "app/ChannelPresets.h"
+#include "app/records/ChannelPresets.h"
 #include "support/Message.h"
 
 namespace {

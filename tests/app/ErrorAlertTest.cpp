@@ -3,7 +3,7 @@
 #include <thread>
 #include <vector>
 
-#include "app/ErrorAlert.h"
+#include "app/records/ErrorAlert.h"
 
 namespace {
 

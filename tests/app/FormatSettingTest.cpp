@@ -5,7 +5,7 @@
 #include <map>
 #include <vector>
 
-#include "app/FormatSetting.h"
+#include "app/records/FormatSetting.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "app/StationLists.h"
+#include "app/records/StationLists.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <memory>
 #include <random>
 
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 #include "support/Message.h"
 
 namespace {

@@ -15,7 +15,7 @@
 #include <sstream>
 #include <string>
 
-#include "app/MessageCodes.h"
+#include "app/records/MessageCodes.h"
 #include "engine/AudioConsumer.h"
 #include "engine/PreviewSinks.h"
 #include "engine/Tavro.h"

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "app/ErrorAlert.h"
-#include "app/FormatSetting.h"
+#include "app/records/ErrorAlert.h"
+#include "app/records/FormatSetting.h"
 #include "engine/PreviewSinks.h"
 #include "engine/Tavro.h"
 #include "tests/media/file/MovieReader.h"

@@ -17,7 +17,7 @@
 #include <thread>
 #include <vector>
 
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 #include "media/roster/MediaRoster.h"
 #include "tests/engine/TavroProgram.h"
 #include "tests/media/file/MovieReader.h"

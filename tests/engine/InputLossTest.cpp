@@ -15,7 +15,7 @@
 #include <string>
 #include <thread>
 
-#include "app/MessageCodes.h"
+#include "app/records/MessageCodes.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
 #include "support/Clock.h"

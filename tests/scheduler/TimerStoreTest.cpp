@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "app/FormatSetting.h"
-#include "app/TavroSettings.h"
+#include "app/records/FormatSetting.h"
+#include "app/records/TavroSettings.h"
 #include "scheduler/EventItem.h"
 #include "scheduler/TimedRecordingPath.h"
 #include "scheduler/TimerStore.h"

@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 #include "support/Message.h"
 #include "tests/ui/RecordedMovie.h"
 #include "tests/ui/XvfbSession.h"

@@ -10,10 +10,10 @@
 
 #include <thread>
 
-#include "app/ErrorAlert.h"
-#include "app/TavroApplication.h"
-#include "app/TavroSettings.h"
+#include "app/records/ErrorAlert.h"
+#include "app/records/TavroSettings.h"
 #include "tests/ui/UiTestSupport.h"
+#include "ui/TavroApplication.h"
 #include "ui/main/TavroWindow.h"
 
 namespace {

@@ -20,8 +20,8 @@
 #include <sstream>
 #include <thread>
 
-#include "app/ErrorAlert.h"
-#include "app/FormatSetting.h"
+#include "app/records/ErrorAlert.h"
+#include "app/records/FormatSetting.h"
 #include "media/file/EncoderParameters.h"
 #include "scheduler/Event.h"
 #include "scheduler/Scheduler.h"

@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "app/MessageCodes.h"
-#include "app/TavroSettings.h"
+#include "app/records/MessageCodes.h"
+#include "app/records/TavroSettings.h"
 #include "scheduler/EventItem.h"
 #include "scheduler/TimedRecordingPath.h"
 #include "support/Clock.h"

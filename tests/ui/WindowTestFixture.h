@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "app/FormatSetting.h"
-#include "app/MessageCodes.h"
-#include "app/TavroSettings.h"
+#include "app/records/FormatSetting.h"
+#include "app/records/MessageCodes.h"
+#include "app/records/TavroSettings.h"
 #include "tests/ui/UiTestSupport.h"
 #include "ui/Looper.h"
 #include "ui/main/TavroWindow.h"

@@ -9,7 +9,7 @@
 
 #include <cstdio>
 
-#include "app/ErrorAlert.h"
+#include "app/records/ErrorAlert.h"
 #include "support/Geometry.h"
 #include "ui/Frames.h"
 

@@ -18,9 +18,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "app/FormatSetting.h"
-#include "app/MessageCodes.h"
-#include "app/TavroSettings.h"
+#include "app/records/FormatSetting.h"
+#include "app/records/MessageCodes.h"
+#include "app/records/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
 #include "ui/Frames.h"

@@ -12,9 +12,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "app/FormatSetting.h"
-#include "app/MessageCodes.h"
-#include "app/TavroSettings.h"
+#include "app/records/FormatSetting.h"
+#include "app/records/MessageCodes.h"
+#include "app/records/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
 #include "ui/format/FormatWindow.h"

@@ -4,7 +4,7 @@
 #include <QMessageBox>
 #include <QThread>
 
-#include "app/ErrorAlert.h"
+#include "app/records/ErrorAlert.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "media/ParameterWeb.h"
 #include "media/roster/MediaRoster.h"

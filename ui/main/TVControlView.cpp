@@ -11,8 +11,8 @@
 #include <cstdlib>
 #include <vector>
 
-#include "app/ChannelPresets.h"
-#include "app/StationLists.h"
+#include "app/records/ChannelPresets.h"
+#include "app/records/StationLists.h"
 #include "engine/Tavro.h"
 #include "media/ParameterWeb.h"
 #include "ui/main/TavroWindow.h"

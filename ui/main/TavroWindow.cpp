@@ -27,8 +27,8 @@
 
 #include <filesystem>
 
-#include "app/MessageCodes.h"
-#include "app/TavroSettings.h"
+#include "app/records/MessageCodes.h"
+#include "app/records/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
 #include "scheduler/Scheduler.h"

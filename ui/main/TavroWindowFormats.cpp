@@ -11,9 +11,9 @@
 #include <cstring>
 #include <string>
 
-#include "app/FormatSetting.h"
-#include "app/MessageCodes.h"
-#include "app/TavroSettings.h"
+#include "app/records/FormatSetting.h"
+#include "app/records/MessageCodes.h"
+#include "app/records/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "media/file/FileFormats.h"
 #include "ui/format/FormatWindow.h"

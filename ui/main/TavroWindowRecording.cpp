@@ -10,10 +10,10 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "app/ErrorAlert.h"
-#include "app/FormatSetting.h"
-#include "app/MessageCodes.h"
-#include "app/TavroSettings.h"
+#include "app/records/ErrorAlert.h"
+#include "app/records/FormatSetting.h"
+#include "app/records/MessageCodes.h"
+#include "app/records/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "engine/TavroFile.h"
 #include "scheduler/EventItem.h"

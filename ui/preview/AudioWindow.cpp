@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "ui/Frames.h"
 #include "ui/preview/AudioView.h"

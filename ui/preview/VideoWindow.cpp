@@ -5,7 +5,7 @@
 #include <QMenu>
 #include <QScreen>
 
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 #include "engine/Tavro.h"
 #include "ui/Frames.h"
 #include "ui/preview/VideoView.h"

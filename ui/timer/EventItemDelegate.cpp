@@ -2,7 +2,7 @@
 
 #include <QPainter>
 
-#include "app/FormatSetting.h"
+#include "app/records/FormatSetting.h"
 #include "scheduler/EventItem.h"
 
 namespace {

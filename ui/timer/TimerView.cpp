@@ -20,8 +20,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "app/MessageCodes.h"
-#include "app/TavroSettings.h"
+#include "app/records/MessageCodes.h"
+#include "app/records/TavroSettings.h"
 #include "scheduler/EventItem.h"
 #include "scheduler/Scheduler.h"
 #include "scheduler/TimerStore.h"

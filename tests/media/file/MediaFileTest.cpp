@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "app/Parameter.h"
+#include "app/records/Parameter.h"
 #include "media/file/EncoderParameters.h"
 #include "tests/media/file/MovieReader.h"
 #include "tests/media/file/MovieWriter.h"

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "app/ErrorAlert.h"
+#include "app/records/ErrorAlert.h"
 #include "tests/ui/UiTestSupport.h"
 #include "ui/about/AboutWindow.h"
 

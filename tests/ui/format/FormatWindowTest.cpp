@@ -20,9 +20,9 @@
 #include <string>
 #include <vector>
 
-#include "app/FormatSetting.h"
-#include "app/MessageCodes.h"
-#include "app/TavroSettings.h"
+#include "app/records/FormatSetting.h"
+#include "app/records/MessageCodes.h"
+#include "app/records/TavroSettings.h"
 #include "media/file/EncoderParameters.h"
 #include "tests/ui/UiTestSupport.h"
 #include "ui/format/FormatWindow.h"

@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "app/ErrorAlert.h"
+#include "app/records/ErrorAlert.h"
 #include "tests/media/capture/FailingAlsa.h"
 #include "tests/ui/WindowTestFixture.h"
 #include "tests/ui/preview/ShowsNotice.h"

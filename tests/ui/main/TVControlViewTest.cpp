@@ -15,7 +15,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "app/ChannelPresets.h"
+#include "app/records/ChannelPresets.h"
 #include "media/alsa/MixerNode.h"
 #include "media/v4l2/ChannelTable.h"
 #include "tests/media/capture/FakeDevices.h"

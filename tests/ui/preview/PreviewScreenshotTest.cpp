@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 #include "media/testsignal/TestPicture.h"
 #include "tests/ui/XvfbSession.h"
 

@@ -7,7 +7,7 @@
 #include <QScreen>
 #include <QTest>
 
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 #include "support/MessageQueue.h"
 #include "tests/ui/UiTestSupport.h"
 #include "ui/preview/VideoView.h"

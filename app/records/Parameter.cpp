@@ -1,4 +1,4 @@
-#include "app/Parameter.h"
+#include "app/records/Parameter.h"
 
 #include <cstdlib>
 #include <cstring>

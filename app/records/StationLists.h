@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "app/ChannelPresets.h"
+#include "app/records/ChannelPresets.h"
 
 struct Station {
     std::string name;

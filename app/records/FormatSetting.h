@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "app/Parameter.h"
+#include "app/records/Parameter.h"
 #include "media/MediaFormat.h"
 #include "support/Flattenable.h"
 

@@ -1,4 +1,4 @@
-#include "app/ErrorAlert.h"
+#include "app/records/ErrorAlert.h"
 
 #include <atomic>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "app/FormatSetting.h"
+#include "app/records/FormatSetting.h"
 
 #include <strings.h>
 

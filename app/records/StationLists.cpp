@@ -1,4 +1,4 @@
-#include "app/StationLists.h"
+#include "app/records/StationLists.h"
 
 #include <algorithm>
 #include <cctype>

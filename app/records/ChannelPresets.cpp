@@ -1,4 +1,4 @@
-#include "app/ChannelPresets.h"
+#include "app/records/ChannelPresets.h"
 
 #include <fcntl.h>
 #include <sys/xattr.h>
@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 #include "support/Message.h"
 
 const char* const kKorvantPreferencesName = "korvant.preferences";

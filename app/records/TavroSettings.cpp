@@ -1,4 +1,4 @@
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

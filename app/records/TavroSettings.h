@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "app/FormatSetting.h"
+#include "app/records/FormatSetting.h"
 #include "support/Geometry.h"
 #include "support/Message.h"
 

@@ -1,11 +1,11 @@
-#include "app/TavroApplication.h"
+#include "ui/TavroApplication.h"
 
 #include <QIcon>
 #include <QScreen>
 
 #include <filesystem>
 
-#include "app/TavroSettings.h"
+#include "app/records/TavroSettings.h"
 #include "ui/Frames.h"
 #include "ui/main/ErrorAlertPresenter.h"
 #include "ui/main/TavroWindow.h"
