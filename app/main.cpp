@@ -34,6 +34,7 @@ int runWindows(char** argv, const CommandLine& line) {
     options.roster = line.devices;
     // QApplication keeps references to both for its whole life. Qt reads only the program
     // name from them: Tavro's options are not Qt's.
+    TavroApplication::RouteQtMessagesToLog();
     static int sArgc;
     sArgc = 1;
     auto application = std::make_unique<TavroApplication>(sArgc, argv, options);

@@ -6,10 +6,21 @@
 #include <filesystem>
 
 #include "app/records/TavroSettings.h"
+#include "support/Log.h"
 #include "ui/Frames.h"
 #include "ui/main/ErrorAlertPresenter.h"
 #include "ui/main/TavroWindow.h"
 #include "ui/preview/PreviewWindowHost.h"
+
+void TavroApplication::RouteQtMessagesToLog() {
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& text) {
+        const QByteArray line = text.toLocal8Bit();
+        if (type == QtCriticalMsg || type == QtFatalMsg)
+            logError("qt: %s", line.constData());
+        else
+            logDebug("qt: %s", line.constData());
+    });
+}
 
 TavroApplication::TavroApplication(int& argc, char** argv, const TavroOptions& options)
     : QApplication(argc, argv) {

@@ -20,6 +20,11 @@ public:
     static constexpr const char* kSignature = "application/x-vnd.zelk.Tavro";
     static constexpr const char* kDesktopFileName = "zelk.Tavro";
 
+    // Qt's own messages go to Tavro's log: critical and fatal ones as errors, the rest
+    // (platform notes such as a missing XDG_RUNTIME_DIR) as debugging detail. Called before
+    // the application exists, so that the platform's start-up messages are caught too.
+    static void RouteQtMessagesToLog();
+
     // `argc` and `argv` must outlive the application, as QApplication requires.
     TavroApplication(int& argc, char** argv, const TavroOptions& options);
     // Deletes the main window if it is still there, closes the preview windows, then deletes
