@@ -214,13 +214,16 @@ void TestPicture::EncodeRow(const uint8* indices, uint8* out) const {
             break;
         }
         case B_YCbCr422:
-            // Y0 Cb Y1 Cr; an odd last pixel pairs with itself.
+            // Y0 Cb Y1 Cr; an odd last pixel pairs with itself, and only its Y and Cb fit in
+            // the row's width * 2 bytes.
             for (uint32 x = 0; x < fWidth; x += 2) {
                 const Entry& a = p[indices[x]];
                 const Entry& b = p[indices[x + 1 < fWidth ? x + 1 : x]];
                 uint8* o = out + 2 * x;
                 o[0] = a.y;
                 o[1] = uint8((a.cb + b.cb + 1) / 2);
+                if (x + 1 == fWidth)
+                    break;
                 o[2] = b.y;
                 o[3] = uint8((a.cr + b.cr + 1) / 2);
             }

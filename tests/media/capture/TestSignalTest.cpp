@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "media/MediaFormat.h"
 #include "media/testsignal/TestPictureProducer.h"
 #include "media/testsignal/TestToneProducer.h"
 #include "tests/media/capture/CollectingConsumer.h"
@@ -155,6 +156,7 @@ TEST(TestPicture, SizesAndRowPaddingAreHonoured) {
         color_space space;
     } cases[] = {{1920, 1080, 0, B_YCbCr411},
                  {161, 121, 0, B_YCbCr422},
+                 {161, 121, 330, B_YCbCr422},
                  {77, 60, 400, B_RGB32},
                  {1, 1, 0, B_RGB24}};
     for (const Case& c : cases) {
@@ -166,7 +168,7 @@ TEST(TestPicture, SizesAndRowPaddingAreHonoured) {
             ASSERT_EQ(data[i], 0xA5) << c.width << "x" << c.height;
         if (c.rowBytes != 0) {
             for (uint32 y = 0; y < c.height; y++)
-                for (uint32 i = c.width * 4; i < c.rowBytes; i++)
+                for (uint32 i = bytesPerRow(c.space, c.width); i < c.rowBytes; i++)
                     ASSERT_EQ(data[size_t(y) * c.rowBytes + i], 0xA5);
         }
     }
