@@ -3,6 +3,7 @@
 // file. Whatever is accepted must write back and read back to the same values.
 
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "app/records/TavroSettings.h"
@@ -74,22 +75,12 @@ void fuzzFormat(const uint8* data, size_t size) {
 
 // A settings object with nothing loaded: its constructor's load failed and the default
 // format is dropped, so LoadFrom alone decides the list.
-TavroSettings* emptySettings() {
-    auto* settings = new TavroSettings();
+std::unique_ptr<TavroSettings> emptySettings() {
+    auto settings = std::make_unique<TavroSettings>();
     for (FormatSetting* format : settings->formats)
         delete format;
     settings->formats.clear();
     return settings;
-}
-
-// The formats are taken out before the object goes: it would keep pointers to them, a few
-// for every input.
-void deleteSettings(TavroSettings* settings) {
-    std::vector<FormatSetting*> formats;
-    formats.swap(settings->formats);
-    delete settings;
-    for (FormatSetting* format : formats)
-        delete format;
 }
 
 bool sameSettings(const TavroSettings& a, const TavroSettings& b) {
@@ -114,7 +105,7 @@ void fuzzSettings(const uint8* data, size_t size) {
     Message message;
     if (message.Unflatten(data, size) != B_OK)
         return;
-    TavroSettings* loaded = emptySettings();
+    std::unique_ptr<TavroSettings> loaded = emptySettings();
     if (loaded->LoadFrom(message) == B_OK) {
         CHECK(loaded->lastFormat == 0 || size_t(loaded->lastFormat) < loaded->formats.size());
         // Widened frames are the minimum width up to float rounding (frames stay within a
@@ -128,12 +119,10 @@ void fuzzSettings(const uint8* data, size_t size) {
         CHECK(saved.Flatten(&bytes) == B_OK);
         Message reread;
         CHECK(reread.Unflatten(bytes.data(), bytes.size()) == B_OK);
-        TavroSettings* again = emptySettings();
+        std::unique_ptr<TavroSettings> again = emptySettings();
         CHECK(again->LoadFrom(reread) == B_OK);
         CHECK(sameSettings(*loaded, *again));
-        deleteSettings(again);
     }
-    deleteSettings(loaded);
 }
 
 }  // namespace

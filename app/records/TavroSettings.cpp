@@ -145,14 +145,8 @@ TavroSettings::~TavroSettings() {
     if (fSaveAtExit)
         Save();
     std::free(fileName);
-    // The formats are not this object's to delete: they outlive it, for gSettings until the
-    // process exits. They are kept reachable so that a leak checker, which looks after the
-    // static destructors, does not report them as lost; whoever deletes them later leaves a
-    // stale pointer here that nothing reads.
-    if (!formats.empty()) {
-        static auto* outliving = new std::vector<FormatSetting*>;
-        outliving->insert(outliving->end(), formats.begin(), formats.end());
-    }
+    for (FormatSetting* format : formats)
+        delete format;
 }
 
 status_t TavroSettings::GetPath(std::string* path) const {

@@ -17,7 +17,7 @@ extern const char* const kSettingsFileName;
 class TavroSettings {
 public:
     TavroSettings();
-    // Saves, frees the file name and drops the list; the formats themselves are not deleted.
+    // Saves, then deletes the formats still listed and frees the file name.
     ~TavroSettings();
     TavroSettings(const TavroSettings&) = delete;
     TavroSettings& operator=(const TavroSettings&) = delete;
@@ -62,9 +62,11 @@ public:
     bool showTimer = false;
     bool timer = true;
     bool showTVControls = false;
-    char* fileName = nullptr;             // heap, owned; never null after construction
-    std::vector<FormatSetting*> formats;  // never empty after construction; items not owned
-    int32 lastFormat = 0;                 // always a valid index into formats
+    char* fileName = nullptr;  // heap, owned; never null after construction
+    // Never empty after construction. The items are owned: whoever takes one out of the list
+    // deletes it (or hands it to another owner); the destructor deletes those still listed.
+    std::vector<FormatSetting*> formats;
+    int32 lastFormat = 0;  // always a valid index into formats
     // The timer list, one archive per entry (see scheduler/TimerStore.h), stored after the
     // fields above as repeated "timedRecording" messages. The entries are read from these archives
     // at start and written into them at exit.

@@ -20,16 +20,18 @@ namespace {
 namespace fs = std::filesystem;
 using Bytes = std::vector<uint8>;
 
-// The settings object leaves its formats alive; a test deletes them.
-struct FormatsDeleter {
-    void operator()(TavroSettings* settings) const {
-        std::vector<FormatSetting*> formats = settings->formats;
-        delete settings;
-        for (FormatSetting* format : formats)
-            delete format;
-    }
+using Settings = std::unique_ptr<TavroSettings>;
+
+// Counts its deletions, to see that each format is deleted once by its one owner.
+class CountedFormat : public FormatSetting {
+public:
+    CountedFormat(const char* formatName, int* deleted)
+        : FormatSetting(formatName), fDeleted(deleted) {}
+    ~CountedFormat() override { ++*fDeleted; }
+
+private:
+    int* fDeleted;
 };
-using Settings = std::unique_ptr<TavroSettings, FormatsDeleter>;
 
 // Each test gets its own settings directory, not yet made, inside a fresh temporary one.
 class TavroSettingsTest : public testing::Test {
@@ -124,6 +126,24 @@ TEST_F(TavroSettingsTest, SavedSettingsLoadBackEqual) {
     EXPECT_STREQ(loaded->formats[0]->name, "First");
     EXPECT_EQ(loaded->formats[1]->videoWidth, 720);
     EXPECT_EQ(loaded->lastFormat, 1);
+}
+
+// A remover takes a format out of the list and deletes it (the window's Remove, the editor's
+// tests); the settings delete the rest, each once (AddressSanitizer sees a second delete).
+TEST_F(TavroSettingsTest, TheSettingsDeleteTheFormatsStillListed) {
+    int removed = 0;
+    int kept = 0;
+    Settings settings = Load();
+    settings->formats.push_back(new CountedFormat("Removed", &removed));
+    settings->formats.push_back(new CountedFormat("Kept", &kept));
+    settings->formats.push_back(new CountedFormat("Kept too", &kept));
+    delete settings->formats[1];
+    settings->formats.erase(settings->formats.begin() + 1);
+    EXPECT_EQ(removed, 1);
+    EXPECT_EQ(kept, 0);
+    DestroyWithoutSaving(settings);
+    EXPECT_EQ(removed, 1);
+    EXPECT_EQ(kept, 2);
 }
 
 TEST_F(TavroSettingsTest, LoadingCorrectsNarrowWindowsAndAStrayLastFormat) {
