@@ -1,13 +1,16 @@
 #!/usr/bin/env bash
 # Installs what is missing, checks the layout of the sources, builds everything and runs every
 # test: the fuzz targets for a bounded number of runs (a clang build), then the whole CTest suite.
+# The sanitizer runs are scripts/sanitize.sh.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/install-deps.sh
 scripts/check-format.sh
 
-cmake -S . -B build -G Ninja -DTAVRO_WERROR=ON
+# -g1 (line tables: backtraces with file and line) compiles about a quarter faster than -g.
+cmake -S . -B build -G Ninja -DTAVRO_WERROR=ON \
+    "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O2 -g1 -DNDEBUG" "-DCMAKE_C_FLAGS_RELWITHDEBINFO=-O2 -g1 -DNDEBUG"
 cmake --build build
 
 cmake -S . -B build-fuzz -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
