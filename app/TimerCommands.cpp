@@ -12,7 +12,6 @@
 
 #include "app/CommandLine.h"
 #include "app/StopSignals.h"
-#include "app/records/ErrorAlert.h"
 #include "app/records/MessageCodes.h"
 #include "app/records/TavroSettings.h"
 #include "engine/Tavro.h"
@@ -250,7 +249,7 @@ int removeTimer(const CommandLine& line) {
 }
 
 int runTimers(const CommandLine& line) {
-    SetErrorAlertPresenter([](const std::string& text, bool) { logError("%s", text.c_str()); });
+    // Alerts go to the log: ErrorAlert's own way without a presenter.
     std::signal(SIGXFSZ, SIG_IGN);
     StopSignals stopSignals;
 
@@ -258,10 +257,8 @@ int runTimers(const CommandLine& line) {
     engineOptions.roster = line.devices;
     Tavro engine(engineOptions);
     engine.SetRequestPresenter([](const std::string&, const std::string&, const std::string&) {});
-    if (!engine.VideoConnected()) {
-        SetErrorAlertPresenter({});
+    if (!engine.VideoConnected())
         return 1;
-    }
 
     MessageQueue queue;
     engine.SetStopTarget(&queue);
@@ -330,6 +327,5 @@ int runTimers(const CommandLine& line) {
             item->RemoveFrom(&scheduler);
     }
     engine.SetStopTarget(nullptr);
-    SetErrorAlertPresenter({});
     return exitStatus;
 }
