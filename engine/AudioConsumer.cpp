@@ -9,6 +9,8 @@ namespace {
 // The event thread's real-time priority when the system grants one, as the video node's: a
 // starved audio node would lose periods of its input.
 constexpr int kEventPriority = 15;
+// What the node adds to the input's latency, in µs.
+constexpr bigtime_t kLatency = 500;
 
 template <typename T>
 bool matches(T a, T b) {
@@ -30,37 +32,11 @@ bool format_is_compatible(const media_format& a, const media_format& b) {
 }
 
 AudioConsumer::AudioConsumer(int32 internalId, const char* name)
-    : MediaConsumer(name, B_MEDIA_RAW_AUDIO), fInternalID(internalId) {
-    SetEventLatency(0);
-    SetRealtimePriority(kEventPriority);
-}
+    : SingleInputConsumer(internalId, name, B_MEDIA_RAW_AUDIO, 1, "", kLatency, kEventPriority,
+                          nullptr) {}
 
 AudioConsumer::~AudioConsumer() {
     Quit();
-}
-
-status_t AudioConsumer::NodeRegistered() {
-    {
-        std::lock_guard lock(fInputLock);
-        fInput.node = this;
-        fInput.destination = {this, 1};
-        fInput.source = {};
-        fInput.format = media_format{};
-        fInput.format.type = B_MEDIA_RAW_AUDIO;
-    }
-    return Run();
-}
-
-void AudioConsumer::SetView(AudioBlockSink* view) {
-    std::lock_guard lock(fViewLock);
-    fView = view;
-    if (const std::string notice = fRecord.StopNotice(); fView != nullptr && !notice.empty())
-        fView->InputStopped(notice);
-}
-
-media_format AudioConsumer::ConnectedFormat() {
-    std::lock_guard lock(fInputLock);
-    return fInput.format;
 }
 
 // --- Recording ---
@@ -88,57 +64,25 @@ int64 AudioConsumer::ExpectedBuffers() {
     return std::llround(double(fRecord.CountedTime()) / bufferTime) + 1;
 }
 
-// --- Events ---
+// --- Buffers ---
 
-void AudioConsumer::HandleEvent(const media_timed_event* event, bigtime_t lateness) {
-    switch (event->type) {
-        case B_STOP:
-            FlushEvents(B_HANDLE_BUFFER);
-            break;
-        case B_START:
-            break;
-        default:
-            MediaConsumer::HandleEvent(event, lateness);
-            break;
-    }
-}
-
-void AudioConsumer::BufferReceived(MediaBuffer* buffer) {
-    if (State() != RunState::Started) {
-        buffer->Recycle();
-        return;
-    }
+void AudioConsumer::ReceiveBuffer(MediaBuffer* buffer) {
     // Nothing waits for the end of an audio recording: the stop request is only cleared. A
     // buffer is stamped with its capture time, gaps included: the writer takes the
     // recording's origin off, and the track places the sound there.
     fRecord.Record(buffer, [](bigtime_t elapsed, bool) { return elapsed; });
-    {
-        std::lock_guard lock(fViewLock);
-        if (fView != nullptr) {
-            fView->AudioBlockReceived(static_cast<const int16*>(buffer->Data()),
-                                      buffer->SizeUsed() / sizeof(int16));
-        }
-    }
-    buffer->Recycle();
-}
-
-void AudioConsumer::ProducerDataStatus(MediaProducer* producer, status_t status, bigtime_t) {
-    fRecord.InputStopped(producer != nullptr ? producer->Name() : Name(), status);
-    const std::string notice = fRecord.StopNotice();
     std::lock_guard lock(fViewLock);
-    if (fView != nullptr && !notice.empty())
-        fView->InputStopped(notice);
-}
-
-void AudioConsumer::SetInputStoppedHandler(RecordPath::InputStoppedHandler handler) {
-    fRecord.SetInputStoppedHandler(std::move(handler));
+    if (fView != nullptr) {
+        fView->AudioBlockReceived(static_cast<const int16*>(buffer->Data()),
+                                  buffer->SizeUsed() / sizeof(int16));
+    }
 }
 
 // --- Connection hooks ---
 
 status_t AudioConsumer::AcceptFormat(const media_destination& destination, media_format* format) {
     std::lock_guard lock(fInputLock);
-    if (destination != fInput.destination)
+    if (!IsInput(destination))
         return B_MEDIA_BAD_DESTINATION;
     if (format->type == B_MEDIA_NO_TYPE || format->type == B_MEDIA_UNKNOWN_TYPE) {
         format->type = B_MEDIA_RAW_AUDIO;
@@ -151,40 +95,9 @@ status_t AudioConsumer::AcceptFormat(const media_destination& destination, media
     return B_MEDIA_BAD_FORMAT;
 }
 
-status_t AudioConsumer::GetNextInput(int32* cookie, media_input* input) {
-    if (*cookie != 0)
-        return B_BAD_INDEX;
-    std::lock_guard lock(fInputLock);
-    if (fInput.source.IsNull()) {
-        fInput.format = media_format{};
-        fInput.format.type = B_MEDIA_RAW_AUDIO;
-        fInput.format.raw_audio = media_raw_audio_format::wildcard;
-        fInput.node = this;
-    }
-    *input = fInput;
-    *cookie = 1;
-    return B_OK;
-}
-
-void AudioConsumer::DisposeInputCookie(int32) {}
-
-status_t AudioConsumer::Connected(const media_source& source, const media_destination& destination,
-                                  const media_format& format, media_input* input) {
-    std::lock_guard lock(fInputLock);
-    if (!fInput.source.IsNull() || destination != fInput.destination)
-        return B_MEDIA_BAD_DESTINATION;
-    fInput.source = source;
-    fInput.format = format;
-    *input = fInput;
+void AudioConsumer::InputConnected(const media_format& format) {
     fFrameRate.store(format.raw_audio.frame_rate);
     fBufferSize.store(format.raw_audio.buffer_size);
-    return B_OK;
-}
-
-void AudioConsumer::Disconnected(const media_source& source, const media_destination& destination) {
-    std::lock_guard lock(fInputLock);
-    if (source == fInput.source && destination == fInput.destination)
-        fInput.source = {};
 }
 
 status_t AudioConsumer::FormatChanged(const media_source&, const media_destination&, int32,
@@ -193,12 +106,4 @@ status_t AudioConsumer::FormatChanged(const media_source&, const media_destinati
     if (fInput.source.IsNull())
         return B_OK;
     return format_is_compatible(format, fInput.format) ? B_OK : B_MEDIA_BAD_FORMAT;
-}
-
-status_t AudioConsumer::GetLatencyFor(const media_destination& destination, bigtime_t* latency) {
-    std::lock_guard lock(fInputLock);
-    if (destination != fInput.destination)
-        return B_MEDIA_BAD_DESTINATION;
-    *latency = 500;
-    return B_OK;
 }

@@ -21,33 +21,19 @@ constexpr uint32 kMaxBitmapSide = 8192;
 // The event thread's real-time priority when the system grants one: below the capture
 // threads (20), which must never wait for the consumer.
 constexpr int kEventPriority = 15;
+// What the node adds to the input's latency, in µs.
+constexpr bigtime_t kLatency = 10000;
 
 }  // namespace
 
 VideoConsumer::VideoConsumer(int32 internalId, const char* name, VideoFrameSink* view)
-    : MediaConsumer(name, B_MEDIA_RAW_VIDEO), fInternalID(internalId), fView(view) {
-    SetEventLatency(0);
-    SetRealtimePriority(kEventPriority);
-}
+    : SingleInputConsumer(internalId, name, B_MEDIA_RAW_VIDEO, 0, "Video Consumer", kLatency,
+                          kEventPriority, view) {}
 
 VideoConsumer::~VideoConsumer() {
     StopBufferCreator();
     Quit();
     DeleteBuffers();
-}
-
-status_t VideoConsumer::NodeRegistered() {
-    {
-        std::lock_guard lock(fInputLock);
-        fInput.node = this;
-        fInput.destination = {this, 0};
-        fInput.source = {};
-        fInput.format = media_format{};
-        fInput.format.type = B_MEDIA_RAW_VIDEO;
-        fInput.format.raw_video = media_raw_video_format::wildcard;
-        fInput.name = "Video Consumer";
-    }
-    return Run();
 }
 
 // --- Buffers ---
@@ -203,22 +189,9 @@ int32 VideoConsumer::LastIndex() {
 
 // --- Preview ---
 
-void VideoConsumer::SetView(VideoFrameSink* view) {
-    std::lock_guard lock(fViewLock);
-    fView = view;
-    UpdateConversion();
-    if (const std::string notice = fRecord.StopNotice(); fView != nullptr && !notice.empty())
-        fView->InputStopped(notice);
-}
-
 bool VideoConsumer::HasConversionBitmap() {
     std::lock_guard lock(fViewLock);
     return fConversionBitmap != nullptr;
-}
-
-media_format VideoConsumer::ConnectedFormat() {
-    std::lock_guard lock(fInputLock);
-    return fInput.format;
 }
 
 void VideoConsumer::UpdateConversion() {
@@ -364,39 +337,14 @@ int64 VideoConsumer::ExpectedFrames() const {
 // --- Events ---
 
 void VideoConsumer::HandleEvent(const media_timed_event* event, bigtime_t lateness) {
-    switch (event->type) {
-        case B_START:
-            fReceivedBuffers.store(0);
-            break;
-        case B_STOP:
-            FlushEvents(B_HANDLE_BUFFER);
-            break;
-        default:
-            MediaConsumer::HandleEvent(event, lateness);
-            break;
-    }
+    if (event->type == B_START)
+        fReceivedBuffers.store(0);
+    SingleInputConsumer::HandleEvent(event, lateness);
 }
 
-void VideoConsumer::BufferReceived(MediaBuffer* buffer) {
-    if (State() != RunState::Started) {
-        buffer->Recycle();
-        return;
-    }
+void VideoConsumer::ReceiveBuffer(MediaBuffer* buffer) {
     if (RecordBuffer(buffer))
         PreviewBuffer(buffer);
-    buffer->Recycle();
-}
-
-void VideoConsumer::ProducerDataStatus(MediaProducer* producer, status_t status, bigtime_t) {
-    fRecord.InputStopped(producer != nullptr ? producer->Name() : Name(), status);
-    const std::string notice = fRecord.StopNotice();
-    std::lock_guard lock(fViewLock);
-    if (fView != nullptr && !notice.empty())
-        fView->InputStopped(notice);
-}
-
-void VideoConsumer::SetInputStoppedHandler(RecordPath::InputStoppedHandler handler) {
-    fRecord.SetInputStoppedHandler(std::move(handler));
 }
 
 // --- Connection hooks ---
@@ -404,7 +352,7 @@ void VideoConsumer::SetInputStoppedHandler(RecordPath::InputStoppedHandler handl
 status_t VideoConsumer::AcceptFormat(const media_destination& destination, media_format* format) {
     {
         std::lock_guard lock(fInputLock);
-        if (destination != fInput.destination)
+        if (!IsInput(destination))
             return B_MEDIA_BAD_DESTINATION;
     }
     if (format->type == B_MEDIA_NO_TYPE)
@@ -418,30 +366,7 @@ status_t VideoConsumer::AcceptFormat(const media_destination& destination, media
     return B_OK;
 }
 
-status_t VideoConsumer::GetNextInput(int32* cookie, media_input* input) {
-    if (*cookie >= 1)
-        return B_MEDIA_BAD_DESTINATION;
-    std::lock_guard lock(fInputLock);
-    *input = fInput;
-    input->node = this;
-    input->destination.id = *cookie;
-    input->name = "Video Consumer";
-    *cookie += 1;
-    return B_OK;
-}
-
-void VideoConsumer::DisposeInputCookie(int32) {}
-
-status_t VideoConsumer::Connected(const media_source& source, const media_destination&,
-                                  const media_format& format, media_input* input) {
-    {
-        std::lock_guard lock(fInputLock);
-        fInput.source = source;
-        fInput.format = format;
-        fInput.node = this;
-        fInput.name = "Video Consumer";
-        *input = fInput;
-    }
+void VideoConsumer::InputConnected(const media_format& format) {
     StopBufferCreator();
     fCreating.store(true);
     try {
@@ -454,16 +379,9 @@ status_t VideoConsumer::Connected(const media_source& source, const media_destin
     fFieldRate.store(fieldRate);
     std::lock_guard lock(fViewLock);
     UpdateConversion();
-    return B_OK;
 }
 
-void VideoConsumer::Disconnected(const media_source& source, const media_destination& destination) {
-    {
-        std::lock_guard lock(fInputLock);
-        if (source != fInput.source || destination != fInput.destination)
-            return;
-        fInput.source = {};
-    }
+void VideoConsumer::InputDisconnected() {
     fGroupLent.store(false);
     std::lock_guard lock(fViewLock);
     fConversionBitmap.reset();
@@ -474,7 +392,7 @@ status_t VideoConsumer::FormatChanged(const media_source& source,
                                       const media_format& format) {
     {
         std::lock_guard lock(fInputLock);
-        if (destination != fInput.destination)
+        if (!IsInput(destination))
             return B_MEDIA_BAD_DESTINATION;
         if (source != fInput.source)
             return B_MEDIA_BAD_SOURCE;
@@ -484,14 +402,4 @@ status_t VideoConsumer::FormatChanged(const media_source& source,
     if (fBitmaps[0] != nullptr && fBitmaps[0]->space == format.raw_video.display.format)
         return B_OK;
     return B_MEDIA_BAD_FORMAT;
-}
-
-status_t VideoConsumer::GetLatencyFor(const media_destination& destination, bigtime_t* latency) {
-    {
-        std::lock_guard lock(fInputLock);
-        if (destination != fInput.destination)
-            return B_MEDIA_BAD_DESTINATION;
-    }
-    *latency = 10000;
-    return B_OK;
 }

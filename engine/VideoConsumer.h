@@ -12,8 +12,8 @@
 // group to the producer. Frames in buffers that are not the node's own are copied into the next
 // bitmap in turn for the preview.
 //
-// Threads: the hooks of MediaConsumer (control thread: connection hooks, SetBuffers,
-// SetView; event thread: BufferReceived, HandleEvent), the buffer creator, and the control
+// Threads: those of SingleInputConsumer (control thread: connection hooks, SetBuffers,
+// SetView; event thread: ReceiveBuffer, HandleEvent), the buffer creator, and the control
 // thread's recording switches and counters. fBuffersLock guards the bitmap arrays, the buffer
 // count and the last index; fViewLock guards the sink and the conversion bitmap, and is held
 // while a frame is presented (at most half a frame period); the recording state is atomic or
@@ -25,15 +25,13 @@
 #include <mutex>
 #include <thread>
 
-#include "engine/RecordPath.h"
-#include "media/node/MediaConnection.h"
+#include "engine/SingleInputConsumer.h"
 #include "support/Geometry.h"
 #include "support/Semaphore.h"
 
 class LockedMemory;
-class VideoFrameSink;
 
-class VideoConsumer : public MediaConsumer {
+class VideoConsumer : public SingleInputConsumer<VideoFrameSink> {
 public:
     static constexpr int32 kBufferCount = 3;
     static constexpr int32 kMaxBuffers = 50;
@@ -45,11 +43,6 @@ public:
 
     VideoConsumer(int32 internalId, const char* name, VideoFrameSink* view);
     ~VideoConsumer() override;
-
-    int32 InternalID() const { return fInternalID; }
-
-    // Sets the input up and starts the event thread: what registering the node does.
-    status_t NodeRegistered();
 
     // Prepares the buffers for a coming connection in `format`'s colour space and size (at
     // most kMaxBuffers of them) and writes their layout into `format`. -1 when not even the
@@ -69,23 +62,8 @@ public:
     void WaitForBufferCreator();
     void DeleteBuffers();
 
-    // The preview sink (nullptr: none). Returns once the old sink is no longer called.
-    void SetView(VideoFrameSink* view);
-
-    // Called on the event thread when the input's stream ends with an error (see RecordPath).
-    void SetInputStoppedHandler(RecordPath::InputStoppedHandler handler);
-    // The input's stream ended with an error: the view (this one, and any set later) shows
-    // the notice with the reason instead of a picture that no longer moves (see RecordPath).
-    void SetStoppedNotice(std::string notice) { fRecord.SetStoppedNotice(std::move(notice)); }
-    std::string StoppedNotice() const { return fRecord.StoppedNotice(); }
-    // The record path (see RecordPath).
-    void SetRecording(bool recording) { fRecord.SetRecording(recording); }
-    void SetRing(RingBuffer* ring, VideoConverter* converter = nullptr) {
-        fRecord.SetRing(ring, converter);
-    }
-    void SetWaitForRing(bool wait) { fRecord.SetWaitForRing(wait); }
+    // The recording's origin, which the first recorded frame sets (see RecordPath).
     void SetOrigin(RecordingOrigin* origin) { fRecord.SetOrigin(origin); }
-    int64 RingFullDrops() const { return fRecord.RingFullDrops(); }
     void SetSkipFrames(int32 skipFrames);
     int32 SkipFrames() const { return fSkipFrames.load(); }
     // Frames that should have arrived since the recording began, and those not recorded.
@@ -93,7 +71,6 @@ public:
     // The counter runs from the first frame's time to the last one's: the first frame itself
     // comes on top.
     int64 DroppedFrames() { return fRecord.Dropped(FramesCounter() + (fRecord.Started() ? 1 : 0)); }
-    int64 RecordedFrames() const { return fRecord.RecordedFrames(); }
     // The frames the recording's times span, the first one included, counted exactly (the
     // times advance by whole intervals): what the report calls expected. 0 before the first.
     int64 ExpectedFrames() const;
@@ -106,23 +83,19 @@ public:
     const void* BitmapBits(int32 index, uint32* bytesPerRow = nullptr);
     int32 LastIndex();
     bool HasConversionBitmap();
-    media_format ConnectedFormat();
 
     // --- MediaConsumer ---
     status_t AcceptFormat(const media_destination& destination, media_format* format) override;
-    status_t GetNextInput(int32* cookie, media_input* input) override;
-    void DisposeInputCookie(int32 cookie) override;
-    status_t Connected(const media_source& source, const media_destination& destination,
-                       const media_format& format, media_input* input) override;
-    void Disconnected(const media_source& source, const media_destination& destination) override;
     status_t FormatChanged(const media_source& source, const media_destination& destination,
                            int32 changeTag, const media_format& format) override;
-    status_t GetLatencyFor(const media_destination& destination, bigtime_t* latency) override;
 
 protected:
     void HandleEvent(const media_timed_event* event, bigtime_t lateness) override;
-    void BufferReceived(MediaBuffer* buffer) override;
-    void ProducerDataStatus(MediaProducer* producer, status_t status, bigtime_t when) override;
+    // Starts the buffer creator, takes the rates, and fits the preview's conversion.
+    void InputConnected(const media_format& format) override;
+    void InputDisconnected() override;
+    void ReceiveBuffer(MediaBuffer* buffer) override;
+    void ViewChanged() override { UpdateConversion(); }
 
 private:
     // One frame's memory, with the layout of a bitmap of that size and colour space.
@@ -148,26 +121,16 @@ private:
     void UpdateConversion();
     bigtime_t Interval() const;
 
-    const int32 fInternalID;
-
     // Guarded by fViewLock.
-    std::mutex fViewLock;
-    VideoFrameSink* fView;
     std::unique_ptr<Bitmap> fConversionBitmap;
 
-    // The recording: fRecord guards its own state; the rest is the video node's own rules.
-    RecordPath fRecord;
+    // The recording beside fRecord: the video node's own rules.
     // Released once at the first frame after a recording ended; nothing waits on it.
     Semaphore fStopSemaphore{0, "video recording"};
     std::atomic<int32> fSkipFrames{1};
     std::atomic<float> fFieldRate{0};
     std::atomic<float> fDisplayRate{25.0f};
     std::atomic<int64> fReceivedBuffers{0};
-
-    // The input: control thread (connection hooks); ConnectedFormat copies under fInputLock
-    // for other threads.
-    std::mutex fInputLock;
-    media_input fInput;
 
     // Guarded by fBuffersLock (the buffer creator adds, the event thread looks up).
     std::mutex fBuffersLock;
