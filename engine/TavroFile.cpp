@@ -206,10 +206,7 @@ MediaTrack* TavroFile::CreateAudioTrack() {
 status_t TavroFile::SetTrackParameterList(MediaTrack* track, const ParameterList* list) {
     if (track == nullptr || list == nullptr)
         return B_OK;
-    for (auto it = list->rbegin(); it != list->rend(); ++it) {
-        const Parameter* parameter = *it;
-        if (parameter != nullptr)
-            track->SetParameterValue(parameter->id, parameter->data, size_t(parameter->size));
-    }
+    for (auto it = list->rbegin(); it != list->rend(); ++it)
+        track->SetParameterValue(it->id, it->data.data(), it->data.size());
     return B_OK;
 }

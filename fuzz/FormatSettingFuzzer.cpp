@@ -23,9 +23,8 @@ namespace {
             __builtin_trap(); \
     } while (false)
 
-bool sameParameter(const Parameter* a, const Parameter* b) {
-    return a->id == b->id && a->size == b->size && (a->data == nullptr) == (b->data == nullptr) &&
-           (a->data == nullptr || std::memcmp(a->data, b->data, size_t(a->size)) == 0);
+bool sameParameter(const Parameter& a, const Parameter& b) {
+    return a.id == b.id && a.data == b.data;
 }
 
 // A flatten and unflatten reverses the parameter lists.

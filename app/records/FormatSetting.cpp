@@ -43,17 +43,17 @@ size_t stringSize(const char* text) {
     return (text != nullptr ? std::strlen(text) : 0) + 1;
 }
 
-// A snapshot without data (unreadable value, failed allocation) is not stored. Neither is
-// one with a size of 0 or less: its size field would end the list early.
-bool isStored(const Parameter* parameter) {
-    return parameter != nullptr && parameter->data != nullptr && parameter->size > 0;
+// A snapshot without data (an unreadable value) is not stored: its size field, 0, would end
+// the list early.
+bool isStored(const Parameter& parameter) {
+    return !parameter.data.empty();
 }
 
 ssize_t parametersSize(const ParameterList& list) {
     ssize_t size = 4;
-    for (const Parameter* parameter : list) {
+    for (const Parameter& parameter : list) {
         if (isStored(parameter))
-            size += 8 + parameter->size;
+            size += 8 + ssize_t(parameter.data.size());
     }
     return size;
 }
@@ -92,9 +92,9 @@ public:
         for (auto it = list.rbegin(); it != list.rend(); ++it) {
             if (!isStored(*it))
                 continue;
-            Int32((*it)->size);
-            Int32((*it)->id);
-            Bytes((*it)->data, size_t((*it)->size));
+            Int32(int32(it->data.size()));
+            Int32(it->id);
+            Bytes(it->data.data(), it->data.size());
         }
         Int32(0);
     }
@@ -103,9 +103,7 @@ private:
     uint8* fOut;
 };
 
-using ParsedParameters = std::vector<std::unique_ptr<Parameter>>;
-
-bool readParameters(ByteReader* reader, ParsedParameters* list) {
+bool readParameters(ByteReader* reader, ParameterList* list) {
     while (true) {
         int32 size;
         if (!reader->ReadInt32(&size))
@@ -116,21 +114,8 @@ bool readParameters(ByteReader* reader, ParsedParameters* list) {
         const uint8* bytes;
         if (size < 0 || !reader->ReadInt32(&id) || !reader->ReadBytes(size_t(size), &bytes))
             return false;
-        auto parameter = std::make_unique<Parameter>();
-        parameter->id = id;
-        parameter->size = size;
-        // A failed allocation keeps the record without data, as a snapshot would be.
-        parameter->data = std::malloc(size_t(size));
-        if (parameter->data != nullptr)
-            std::memcpy(parameter->data, bytes, size_t(size));
-        list->push_back(std::move(parameter));
+        list->emplace_back(id, bytes, size_t(size));
     }
-}
-
-void adoptParameters(ParsedParameters* parsed, ParameterList* list) {
-    list->reserve(parsed->size());
-    for (auto& parameter : *parsed)
-        list->push_back(parameter.release());
 }
 
 }  // namespace
@@ -146,8 +131,6 @@ FormatSetting::~FormatSetting() {
     std::free(fileFormat);
     std::free(videoEncoder);
     std::free(audioEncoder);
-    deleteParameters(&videoParameters);
-    deleteParameters(&audioParameters);
 }
 
 void FormatSetting::SetName(const char* newName) {
@@ -231,7 +214,7 @@ status_t FormatSetting::Unflatten(type_code code, const void* buffer, ssize_t si
     int32 width, height, space, rate;
     float newVideoQuality, newAudioQuality;
     uint8 channels;
-    ParsedParameters video, audio;
+    ParameterList video, audio;
     if (!reader.ReadString(&newName) || !reader.ReadString(&newFileFormat) ||
         !reader.ReadString(&newVideoEncoder) || !reader.ReadString(&newAudioEncoder) ||
         !reader.ReadInt32(&width) || !reader.ReadInt32(&height) || !reader.ReadInt32(&space) ||
@@ -240,8 +223,6 @@ status_t FormatSetting::Unflatten(type_code code, const void* buffer, ssize_t si
         !readParameters(&reader, &video) || !readParameters(&reader, &audio))
         return B_BAD_DATA;
 
-    deleteParameters(&videoParameters);
-    deleteParameters(&audioParameters);
     SetName(newName);
     SetFileFormat(newFileFormat);
     SetVideoEncoder(newVideoEncoder);
@@ -253,8 +234,8 @@ status_t FormatSetting::Unflatten(type_code code, const void* buffer, ssize_t si
     audioQuality = newAudioQuality;
     audioFrameRate = rate;
     audioChannels = channels;
-    adoptParameters(&video, &videoParameters);
-    adoptParameters(&audio, &audioParameters);
+    videoParameters = std::move(video);
+    audioParameters = std::move(audio);
     return B_OK;
 }
 

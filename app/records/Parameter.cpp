@@ -1,8 +1,5 @@
 #include "app/records/Parameter.h"
 
-#include <cstdlib>
-#include <cstring>
-
 namespace {
 
 // Encoder parameters are small values (an int32 item, a float per channel, a short text);
@@ -11,11 +8,15 @@ constexpr size_t kMaxValueSize = 128;
 
 }  // namespace
 
+Parameter::Parameter(int32 parameterId, const void* value, size_t size)
+    : id(parameterId),
+      data(static_cast<const uint8*>(value), static_cast<const uint8*>(value) + size) {}
+
 Parameter::Parameter(const MediaParameter* parameter) {
     if (parameter == nullptr)
         return;
 
-    char value[kMaxValueSize];
+    uint8 value[kMaxValueSize];
     size_t valueSize = sizeof(value);
     bigtime_t lastChange = 0;
     if (parameter->GetValue(value, &valueSize, &lastChange) < 0)
@@ -24,36 +25,17 @@ Parameter::Parameter(const MediaParameter* parameter) {
     // we could trust.
     if (valueSize > sizeof(value))
         return;
-
     id = parameter->ID();
-    size = int32(valueSize);
-    if (size == 0)
-        return;
-    // A failed allocation keeps id and size without data; such a snapshot is skipped when the
-    // format is flattened.
-    data = std::malloc(valueSize);
-    if (data != nullptr)
-        std::memcpy(data, value, valueSize);
-}
-
-Parameter::~Parameter() {
-    std::free(data);
-}
-
-void deleteParameters(ParameterList* list) {
-    if (list == nullptr)
-        return;
-    for (auto it = list->rbegin(); it != list->rend(); ++it)
-        delete *it;
-    list->clear();
+    data.assign(value, value + valueSize);
 }
 
 void updateParameters(ParameterList* list, const ParameterWeb* web) {
     if (list == nullptr)
         return;
-    deleteParameters(list);
+    list->clear();
     if (web == nullptr)
         return;
+    list->reserve(size_t(web->CountParameters()));
     for (int32 i = web->CountParameters() - 1; i >= 0; i--)
-        list->push_back(new Parameter(web->ParameterAt(i)));
+        list->emplace_back(web->ParameterAt(i));
 }

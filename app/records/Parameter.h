@@ -9,22 +9,17 @@
 class Parameter {
 public:
     Parameter() = default;
+    Parameter(int32 parameterId, const void* value, size_t size);
     // Reads the parameter's value (at most 128 bytes). A value that cannot be read, or is
     // larger, leaves an empty snapshot (id 0, no data).
     explicit Parameter(const MediaParameter* parameter);
-    ~Parameter();
-    Parameter(const Parameter&) = delete;
-    Parameter& operator=(const Parameter&) = delete;
 
     int32 id = 0;
-    void* data = nullptr;  // malloc'ed, owned; null when empty
-    int32 size = 0;
+    std::vector<uint8> data;  // the value's bytes; empty when there is none
 };
 
-using ParameterList = std::vector<Parameter*>;
+using ParameterList = std::vector<Parameter>;
 
-// Empties `list` (deleting its snapshots, last to first) and, when `web` is non-null, takes one
-// snapshot of every parameter of the web, walking it from its last parameter to its first.
+// Replaces `list` with one snapshot of every parameter of `web`, walking it from its last
+// parameter to its first; a null web leaves the list empty.
 void updateParameters(ParameterList* list, const ParameterWeb* web);
-// Deletes every snapshot in `list` (last to first) and empties it.
-void deleteParameters(ParameterList* list);

@@ -44,11 +44,6 @@ Bytes flatten(const FormatSetting& format) {
     return bytes;
 }
 
-Bytes bytesOf(const Parameter* parameter) {
-    const uint8* data = static_cast<const uint8*>(parameter->data);
-    return data ? Bytes(data, data + parameter->size) : Bytes();
-}
-
 TEST(FormatSetting, StandardFormatFlattensToTheDocumentedBytes) {
     FormatSetting format("Standard Format");
     Bytes expected;
@@ -79,13 +74,13 @@ TEST(Parameter, SnapshotsTheWholeWebInReverseOrder) {
     ParameterList list;
     updateParameters(&list, &web.web);
     ASSERT_EQ(list.size(), 4u);
-    EXPECT_EQ(list[0]->id, 13);
-    EXPECT_EQ(bytesOf(list[0]), (Bytes{'o', 'k'}));
+    EXPECT_EQ(list[0].id, 13);
+    EXPECT_EQ(list[0].data, (Bytes{'o', 'k'}));
     // Too large and unreadable values leave empty snapshots that keep their place.
-    for (Parameter* empty : {list[1], list[2]})
-        EXPECT_TRUE(empty->id == 0 && empty->size == 0 && empty->data == nullptr);
-    EXPECT_EQ(list[3]->id, 10);
-    EXPECT_EQ(bytesOf(list[3]), (Bytes{1, 2, 3, 4}));
+    for (const Parameter& empty : {list[1], list[2]})
+        EXPECT_TRUE(empty.id == 0 && empty.data.empty());
+    EXPECT_EQ(list[3].id, 10);
+    EXPECT_EQ(list[3].data, (Bytes{1, 2, 3, 4}));
 
     updateParameters(&list, nullptr);
     EXPECT_TRUE(list.empty());
@@ -137,9 +132,9 @@ TEST(FormatSetting, RoundTripKeepsFieldsAndReversesParameterLists) {
     EXPECT_EQ(copy.audioChannels, 1);
     EXPECT_TRUE(copy.videoParameters.empty());
     ASSERT_EQ(copy.audioParameters.size(), 2u);
-    EXPECT_EQ(copy.audioParameters[0]->id, 10);
-    EXPECT_EQ(bytesOf(copy.audioParameters[0]), (Bytes{1, 2, 3, 4}));
-    EXPECT_EQ(copy.audioParameters[1]->id, 13);
+    EXPECT_EQ(copy.audioParameters[0].id, 10);
+    EXPECT_EQ(copy.audioParameters[0].data, (Bytes{1, 2, 3, 4}));
+    EXPECT_EQ(copy.audioParameters[1].id, 13);
 }
 
 TEST(FormatSetting, FailedUnflattenLeavesTheObjectAsItWas) {

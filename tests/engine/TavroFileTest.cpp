@@ -82,14 +82,8 @@ TEST_F(TavroFileTest, FormatDecidesTheTracksRatesChannelsAndQuality) {
 TEST_F(TavroFileTest, AppliesStoredParametersFirstOneWinningAndRefreshesThemFromTheEncoder) {
     format.SetVideoEncoder("mpeg4");
     const int32 gopId = EncoderParameters::IdFor("AVCodecContext", "g");
-    for (float gop : {5.0f, 7.0f}) {
-        Parameter* parameter = new Parameter;
-        parameter->id = gopId;
-        parameter->size = sizeof(float);
-        parameter->data = std::malloc(sizeof(float));
-        std::memcpy(parameter->data, &gop, sizeof(float));
-        format.videoParameters.push_back(parameter);
-    }
+    for (float gop : {5.0f, 7.0f})
+        format.videoParameters.emplace_back(gopId, &gop, sizeof(gop));
     TavroFile file(path.c_str(), &format, &engine);
     ASSERT_EQ(file.status, B_OK);
     EXPECT_EQ(gopOf(file.videoTrack), 5.0f);
@@ -97,9 +91,12 @@ TEST_F(TavroFileTest, AppliesStoredParametersFirstOneWinningAndRefreshesThemFrom
     // The format now holds a snapshot of every parameter of the live encoder.
     ASSERT_EQ(format.videoParameters.size(), size_t(file.videoTrack->Web()->CountParameters()));
     int gops = 0;
-    for (const Parameter* parameter : format.videoParameters) {
-        if (parameter->id == gopId && ++gops == 1) {
-            EXPECT_EQ(*static_cast<float*>(parameter->data), 5.0f);
+    for (const Parameter& parameter : format.videoParameters) {
+        if (parameter.id == gopId && ++gops == 1) {
+            float gop = 0;
+            ASSERT_EQ(parameter.data.size(), sizeof(gop));
+            std::memcpy(&gop, parameter.data.data(), sizeof(gop));
+            EXPECT_EQ(gop, 5.0f);
         }
     }
     EXPECT_EQ(gops, 1);

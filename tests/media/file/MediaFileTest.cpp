@@ -284,11 +284,10 @@ void expectSnapshotReproduces(const char* encoder, const TrackSetup& change) {
     const Written replayed =
         writeWithSetup("matroska", encoder, [&](MediaTrack* video, MediaTrack*) {
             for (auto it = snapshot.rbegin(); it != snapshot.rend(); ++it)
-                video->SetParameterValue((*it)->id, (*it)->data, size_t((*it)->size));
+                video->SetParameterValue(it->id, it->data.data(), it->data.size());
         });
     EXPECT_EQ(replayed.size, copied.size);
     EXPECT_EQ(replayed.keyFrames, copied.keyFrames);
-    deleteParameters(&snapshot);
 }
 
 }  // namespace

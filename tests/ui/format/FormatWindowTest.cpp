@@ -481,10 +481,10 @@ protected:
 
     // The stored keyframe interval of `list`, or -1 when it holds none.
     static float StoredGopSize(const ParameterList& list) {
-        for (const Parameter* parameter : list) {
-            if (parameter->id == kGopId && parameter->size == int32(sizeof(float))) {
+        for (const Parameter& parameter : list) {
+            if (parameter.id == kGopId && parameter.data.size() == sizeof(float)) {
                 float value;
-                std::memcpy(&value, parameter->data, sizeof(value));
+                std::memcpy(&value, parameter.data.data(), sizeof(value));
                 return value;
             }
         }
@@ -576,8 +576,8 @@ TEST_F(EncoderWindowTest, UnsetOptionsSayTheEncodersDefaultAndTheSliderReturnsTo
     fWindow->VideoEncoderWindow()->close();
     drain();
     bool stored = false;
-    for (const Parameter* parameter : format->videoParameters)
-        stored |= parameter->id == kGopId;
+    for (const Parameter& parameter : format->videoParameters)
+        stored |= parameter.id == kGopId;
     EXPECT_TRUE(stored);
     EXPECT_EQ(StoredGopSize(format->videoParameters), -1);
 }
