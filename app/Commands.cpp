@@ -36,11 +36,10 @@ int showSettings(const CommandLine&) {
         const FormatSetting* format = gSettings.formats[i];
         std::printf("%c %s: %s, video %s %dx%d %s, audio %s %d Hz %d channels\n",
                     int32(i) == gSettings.lastFormat ? '*' : ' ', format->Text(),
-                    format->fileFormat ? format->fileFormat : "",
-                    format->videoEncoder ? format->videoEncoder : "", int(format->videoWidth),
-                    int(format->videoHeight), colorSpaceName(color_space(format->colorSpace)),
-                    format->audioEncoder ? format->audioEncoder : "", int(format->audioFrameRate),
-                    int(format->audioChannels));
+                    format->fileFormat.c_str(), format->videoEncoder.c_str(),
+                    int(format->videoWidth), int(format->videoHeight),
+                    colorSpaceName(color_space(format->colorSpace)), format->audioEncoder.c_str(),
+                    int(format->audioFrameRate), int(format->audioChannels));
     }
     return kExitDone;
 }

@@ -94,7 +94,7 @@ int runHeadlessRecorder(const CommandLine& options) {
     FormatSetting* chosen = nullptr;
     if (!options.format.empty()) {
         for (FormatSetting* format : gSettings.formats) {
-            if (format->name != nullptr && strcasecmp(format->name, options.format.c_str()) == 0)
+            if (strcasecmp(format->name.c_str(), options.format.c_str()) == 0)
                 chosen = format;
         }
         if (chosen == nullptr) {
@@ -247,15 +247,13 @@ int listRecordingFormats() {
     std::printf("Recording formats (the settings file's; * the last used):\n");
     for (size_t i = 0; i < gSettings.formats.size(); i++) {
         const FormatSetting* format = gSettings.formats[i];
-        std::printf(
-            "%c %s: %s, video %s %dx%d %s quality %.2f, audio %s %d Hz %d channels\n",
-            int32(i) == gSettings.lastFormat ? '*' : ' ', format->Text(),
-            format->fileFormat ? format->fileFormat : "",
-            format->videoEncoder ? format->videoEncoder : "", int(format->videoWidth),
-            int(format->videoHeight), colorSpaceName(color_space(format->colorSpace)),
-            double(format->videoQuality),
-            format->audioEncoder && format->audioEncoder[0] ? format->audioEncoder : "(none)",
-            int(format->audioFrameRate), int(format->audioChannels));
+        std::printf("%c %s: %s, video %s %dx%d %s quality %.2f, audio %s %d Hz %d channels\n",
+                    int32(i) == gSettings.lastFormat ? '*' : ' ', format->Text(),
+                    format->fileFormat.c_str(), format->videoEncoder.c_str(),
+                    int(format->videoWidth), int(format->videoHeight),
+                    colorSpaceName(color_space(format->colorSpace)), double(format->videoQuality),
+                    format->audioEncoder.empty() ? "(none)" : format->audioEncoder.c_str(),
+                    int(format->audioFrameRate), int(format->audioChannels));
     }
 
     media_format video;

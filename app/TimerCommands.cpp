@@ -69,7 +69,7 @@ time_t at(struct tm date, int32 seconds) {
 
 FormatSetting* formatNamed(const char* name) {
     for (FormatSetting* format : gSettings.formats) {
-        if (format->name != nullptr && strcasecmp(format->name, name) == 0)
+        if (strcasecmp(format->name.c_str(), name) == 0)
             return format;
     }
     return nullptr;

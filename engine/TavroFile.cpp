@@ -47,7 +47,7 @@ TavroFile::TavroFile(const char* name, FormatSetting* recordingFormat, Tavro* ow
         file.reset();
         return;
     }
-    if (format->audioEncoder != nullptr && format->audioEncoder[0] != '\0') {
+    if (!format->audioEncoder.empty()) {
         audioTrack = CreateAudioTrack();
         if (audioTrack == nullptr)
             ErrorAlert("Could not create audio track!", B_ERROR, false);
@@ -126,8 +126,7 @@ status_t TavroFile::CreateFile(const char* name) {
     if (entryStatus != B_OK)
         return ErrorAlert("Could not create entry", entryStatus, false);
 
-    const char* wanted =
-        format != nullptr && format->fileFormat != nullptr ? format->fileFormat : "";
+    const char* wanted = format != nullptr ? format->fileFormat.c_str() : "";
     media_file_format candidate;
     int32 cookie = 0;
     while (get_next_file_format(&cookie, &candidate) == B_OK) {
@@ -172,7 +171,7 @@ MediaTrack* TavroFile::CreateVideoTrack() {
         input.raw_video.field_rate /= float(format->frameDivisor);
 
     media_codec_info info;
-    if (!FindEncoder(input, format->videoEncoder, &info))
+    if (!FindEncoder(input, format->videoEncoder.c_str(), &info))
         return nullptr;
     MediaTrack* track = file->CreateTrack(&input, &info);
     if (track == nullptr)
@@ -192,7 +191,7 @@ MediaTrack* TavroFile::CreateAudioTrack() {
     input.raw_audio.channel_count = format->audioChannels;
 
     media_codec_info info;
-    if (!FindEncoder(input, format->audioEncoder, &info))
+    if (!FindEncoder(input, format->audioEncoder.c_str(), &info))
         return nullptr;
     MediaTrack* track = file->CreateTrack(&input, &info);
     if (track == nullptr)

@@ -47,12 +47,11 @@ bool sameBits(float a, float b) {
 }
 
 bool sameFormat(const FormatSetting& a, const FormatSetting& b) {
-    return sameText(a.name, b.name) && sameText(a.fileFormat, b.fileFormat) &&
-           sameText(a.videoEncoder, b.videoEncoder) && sameText(a.audioEncoder, b.audioEncoder) &&
-           a.videoWidth == b.videoWidth && a.videoHeight == b.videoHeight &&
-           a.colorSpace == b.colorSpace && sameBits(a.videoQuality, b.videoQuality) &&
-           sameBits(a.audioQuality, b.audioQuality) && a.audioFrameRate == b.audioFrameRate &&
-           a.audioChannels == b.audioChannels &&
+    return a.name == b.name && a.fileFormat == b.fileFormat && a.videoEncoder == b.videoEncoder &&
+           a.audioEncoder == b.audioEncoder && a.videoWidth == b.videoWidth &&
+           a.videoHeight == b.videoHeight && a.colorSpace == b.colorSpace &&
+           sameBits(a.videoQuality, b.videoQuality) && sameBits(a.audioQuality, b.audioQuality) &&
+           a.audioFrameRate == b.audioFrameRate && a.audioChannels == b.audioChannels &&
            sameReversed(a.videoParameters, b.videoParameters) &&
            sameReversed(a.audioParameters, b.audioParameters);
 }

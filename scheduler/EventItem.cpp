@@ -150,7 +150,7 @@ status_t EventItem::Archive(Message* archive) const {
         status = archive->AddInt32("channel", fChannel);
     if (status == B_OK)
         status = archive->AddString("channel name", fChannelName);
-    if (status == B_OK && fFormat != nullptr && fFormat->name != nullptr)
+    if (status == B_OK && fFormat != nullptr)
         status = archive->AddString("format", fFormat->name);
     if (status == B_OK)
         status = archive->AddInt32("repeat mode", fRepeatMode);
@@ -200,7 +200,7 @@ std::unique_ptr<EventItem> EventItem::Instantiate(const Message& archive,
     std::string formatName;
     if (archive.FindString("format", &formatName) == B_OK) {
         for (FormatSetting* format : formats) {
-            if (format != nullptr && format->name != nullptr && formatName == format->name) {
+            if (format != nullptr && formatName == format->name) {
                 item->SetFormat(format);
                 break;
             }

@@ -2,16 +2,14 @@
 
 #include <strings.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include "support/ByteReader.h"
 
 // The flattened form, 'Tfmt'. No header, magic or version; numbers are big-endian, floats
 // IEEE-754 single precision, nothing is aligned:
 //
-//   name, file format, video encoder, audio encoder   each NUL-terminated (null as "")
+//   name, file format, video encoder, audio encoder   each NUL-terminated
 //   video width, video height, colour space            int32 each
 //   video quality, audio quality                       float each
 //   audio frame rate                                   int32
@@ -29,18 +27,13 @@ namespace {
 // The 25 bytes between the strings and the parameter records.
 constexpr ssize_t kFixedSize = 4 + 4 + 4 + 4 + 4 + 4 + 1;
 
-char* copyString(const char* text) {
-    return text != nullptr ? strdup(text) : nullptr;
+const char* orEmpty(const char* text) {
+    return text != nullptr ? text : "";
 }
 
-void replaceString(char** field, const char* text) {
-    char* copy = copyString(text);
-    std::free(*field);
-    *field = copy;
-}
-
-size_t stringSize(const char* text) {
-    return (text != nullptr ? std::strlen(text) : 0) + 1;
+// Written up to the first NUL: a name that holds one would not read back whole otherwise.
+size_t stringSize(const std::string& text) {
+    return std::strlen(text.c_str()) + 1;
 }
 
 // A snapshot without data (an unreadable value) is not stored: its size field, 0, would end
@@ -62,12 +55,9 @@ class Writer {
 public:
     explicit Writer(uint8* out) : fOut(out) {}
 
-    void String(const char* text) {
+    void String(const std::string& text) {
         size_t size = stringSize(text);
-        if (text != nullptr)
-            std::memcpy(fOut, text, size);
-        else
-            *fOut = 0;
+        std::memcpy(fOut, text.c_str(), size);
         fOut += size;
     }
     void Uint32(uint32 value) {
@@ -120,33 +110,22 @@ bool readParameters(ByteReader* reader, ParameterList* list) {
 
 }  // namespace
 
-FormatSetting::FormatSetting(const char* formatName)
-    : name(copyString(formatName)),
-      fileFormat(copyString("avi")),
-      videoEncoder(copyString("raw-video")),
-      audioEncoder(copyString("raw-audio")) {}
-
-FormatSetting::~FormatSetting() {
-    std::free(name);
-    std::free(fileFormat);
-    std::free(videoEncoder);
-    std::free(audioEncoder);
-}
+FormatSetting::FormatSetting(const char* formatName) : name(orEmpty(formatName)) {}
 
 void FormatSetting::SetName(const char* newName) {
-    replaceString(&name, newName);
+    name = orEmpty(newName);
 }
 
 void FormatSetting::SetFileFormat(const char* shortName) {
-    replaceString(&fileFormat, shortName);
+    fileFormat = orEmpty(shortName);
 }
 
 void FormatSetting::SetVideoEncoder(const char* shortName) {
-    replaceString(&videoEncoder, shortName);
+    videoEncoder = orEmpty(shortName);
 }
 
 void FormatSetting::SetAudioEncoder(const char* shortName) {
-    replaceString(&audioEncoder, shortName);
+    audioEncoder = orEmpty(shortName);
 }
 
 void FormatSetting::SetVideoParameters(const ParameterWeb* web) {
@@ -160,12 +139,12 @@ void FormatSetting::SetAudioParameters(const ParameterWeb* web) {
 int FormatSetting::CompareFunc(const void* a, const void* b) {
     const FormatSetting* first = *static_cast<const FormatSetting* const*>(a);
     const FormatSetting* second = *static_cast<const FormatSetting* const*>(b);
-    // Null items, then null names, sort after everything else and equal to each other.
+    // Null items, then unnamed formats, sort after everything else and equal to each other.
     if (first == nullptr || second == nullptr)
         return first == second ? 0 : (first == nullptr ? 1 : -1);
-    if (first->name == nullptr || second->name == nullptr)
-        return first->name == second->name ? 0 : (first->name == nullptr ? 1 : -1);
-    return strcasecmp(first->name, second->name);
+    if (first->name.empty() || second->name.empty())
+        return first->name.empty() == second->name.empty() ? 0 : (first->name.empty() ? 1 : -1);
+    return strcasecmp(first->name.c_str(), second->name.c_str());
 }
 
 ssize_t FormatSetting::FlattenedSize() const {
@@ -262,7 +241,7 @@ status_t FormatSetting::CheckRecordable(std::string* problem) const {
         return refuse("frame divisor " + std::to_string(frameDivisor) + " (1 to 100)");
     if (!(videoQuality >= 0 && videoQuality <= 1) || !(audioQuality >= 0 && audioQuality <= 1))
         return refuse("quality (0 to 1)");
-    if (audioEncoder != nullptr && audioEncoder[0] != '\0') {
+    if (!audioEncoder.empty()) {
         if (audioFrameRate < 1000 || audioFrameRate > 384000)
             return refuse("sound rate " + std::to_string(audioFrameRate) + " Hz (1000 to 384000)");
         if (audioChannels < 1 || audioChannels > 2)

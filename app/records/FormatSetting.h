@@ -14,15 +14,16 @@ constexpr type_code kFormatSettingType = fourcc("Tfmt");
 
 class FormatSetting : public Flattenable {
 public:
-    // A null name leaves the name null (the settings loader unflattens into such objects).
+    // A null name leaves the name empty (the settings loader unflattens into such objects).
     explicit FormatSetting(const char* name);
-    ~FormatSetting() override;
+    ~FormatSetting() override = default;
     FormatSetting(const FormatSetting&) = delete;
     FormatSetting& operator=(const FormatSetting&) = delete;
 
-    // The text a list shows: the name, or "" when it is null.
-    const char* Text() const { return name ? name : ""; }
+    // The text a list shows: the name.
+    const char* Text() const { return name.c_str(); }
 
+    // The setters take a null text as "".
     void SetName(const char* name);
     // Short names of an FFmpeg muxer and encoders ("avi", "mpeg4", "raw-video", ...).
     void SetFileFormat(const char* shortName);
@@ -37,8 +38,8 @@ public:
     status_t CheckRecordable(std::string* problem) const;
     static constexpr int32 kMaxVideoSize = 4096;
 
-    // Orders by name, case-insensitively; arguments point to FormatSetting*. A null item or
-    // name sorts after a non-null one.
+    // Orders by name, case-insensitively; arguments point to FormatSetting*. A null item, then
+    // an empty name, sorts after a named one.
     static int CompareFunc(const void* a, const void* b);
 
     type_code TypeCode() const override { return kFormatSettingType; }
@@ -47,10 +48,9 @@ public:
     status_t Flatten(void* buffer, ssize_t size) const override;
     status_t Unflatten(type_code code, const void* buffer, ssize_t size) override;
 
-    // Heap strings, owned.
-    char* name = nullptr;
-    char* fileFormat = nullptr;
-    char* videoEncoder = nullptr;
+    std::string name;
+    std::string fileFormat = "avi";
+    std::string videoEncoder = "raw-video";
     int32 videoWidth = 384;
     int32 videoHeight = 288;
     int32 colorSpace = B_RGB32;
@@ -58,7 +58,7 @@ public:
     int32 frameDivisor = 1;
     float videoQuality = 0;
     ParameterList videoParameters;
-    char* audioEncoder = nullptr;
+    std::string audioEncoder = "raw-audio";  // empty: no sound is recorded
     int32 audioFrameRate = 44100;
     uint8 audioChannels = 2;
     uint8 audioSampleBits = 16;

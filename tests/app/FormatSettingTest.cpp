@@ -121,9 +121,9 @@ TEST(FormatSetting, RoundTripKeepsFieldsAndReversesParameterLists) {
 
     FormatSetting copy(nullptr);
     ASSERT_EQ(copy.Unflatten(kFormatSettingType, bytes.data(), ssize_t(bytes.size())), B_OK);
-    EXPECT_STREQ(copy.name, "Archive");
-    EXPECT_STREQ(copy.fileFormat, "matroska");
-    EXPECT_STREQ(copy.audioEncoder, "flac");
+    EXPECT_EQ(copy.name, "Archive");
+    EXPECT_EQ(copy.fileFormat, "matroska");
+    EXPECT_EQ(copy.audioEncoder, "flac");
     EXPECT_EQ(copy.videoHeight, 576);
     EXPECT_EQ(copy.colorSpace, B_YCbCr422);
     EXPECT_EQ(copy.frameDivisor, 1);  // not stored

@@ -94,7 +94,7 @@ TEST_F(TavroSettingsTest, NoFileGivesTheDefaultsAndSavingCreatesTheDirectory) {
     EXPECT_EQ(settings->tavroFrame, (Rect{60, 60, 420, 510}));
     EXPECT_STREQ(settings->fileName, "video.avi");
     ASSERT_EQ(settings->formats.size(), 1u);
-    EXPECT_STREQ(settings->formats[0]->name, "Standard Format");
+    EXPECT_EQ(settings->formats[0]->name, "Standard Format");
     EXPECT_EQ(settings->lastFormat, 0);
     EXPECT_FALSE(settings->showTVControls);
     settings.reset();
@@ -123,7 +123,7 @@ TEST_F(TavroSettingsTest, SavedSettingsLoadBackEqual) {
     EXPECT_TRUE(loaded->showAudio && loaded->showTimer && loaded->showTVControls);
     EXPECT_STREQ(loaded->fileName, "/home/someone/Videos/news.mkv");
     ASSERT_EQ(loaded->formats.size(), 2u);
-    EXPECT_STREQ(loaded->formats[0]->name, "First");
+    EXPECT_EQ(loaded->formats[0]->name, "First");
     EXPECT_EQ(loaded->formats[1]->videoWidth, 720);
     EXPECT_EQ(loaded->lastFormat, 1);
 }
@@ -194,7 +194,7 @@ TEST_F(TavroSettingsTest, ADamagedFormatCostsOnlyItself) {
     const Bytes damaged = ReadFile();
     Settings settings = Load();
     ASSERT_EQ(settings->formats.size(), 3u);
-    EXPECT_STREQ(settings->formats[2]->name, "fourth");
+    EXPECT_EQ(settings->formats[2]->name, "fourth");
     // The last format is still the one it named.
     EXPECT_EQ(settings->lastFormat, 2);
     EXPECT_TRUE(settings->LoadedDamaged());
@@ -210,7 +210,7 @@ TEST_F(TavroSettingsTest, ADamagedFormatCostsOnlyItself) {
     WriteMessage(broken);
     settings = Load();
     ASSERT_EQ(settings->formats.size(), 1u);
-    EXPECT_STREQ(settings->formats[0]->name, "Standard Format");
+    EXPECT_EQ(settings->formats[0]->name, "Standard Format");
     DestroyWithoutSaving(settings);
 }
 
@@ -239,12 +239,12 @@ TEST_F(TavroSettingsTest, ACutOrExtendedFileKeepsEveryWholeFormat) {
             std::count_if(ends.begin(), ends.end(), [cut](size_t end) { return end <= cut; }));
         if (whole == 0) {
             ASSERT_EQ(settings->formats.size(), 1u);
-            EXPECT_STREQ(settings->formats[0]->name, "Standard Format");
+            EXPECT_EQ(settings->formats[0]->name, "Standard Format");
         } else {
             ASSERT_EQ(settings->formats.size(), whole);
-            EXPECT_STREQ(settings->formats[whole - 1]->name, whole == 1   ? "a"
-                                                             : whole == 2 ? "b"
-                                                                          : "c");
+            EXPECT_EQ(settings->formats[whole - 1]->name, whole == 1   ? "a"
+                                                          : whole == 2 ? "b"
+                                                                       : "c");
         }
         EXPECT_TRUE(settings->LoadedDamaged());
         DestroyWithoutSaving(settings);

@@ -148,11 +148,6 @@ TEST_F(FormatsTest, DeletingSelectsTheFormatThatTakesItsPlaceAndNeverEmptiesTheL
     EXPECT_EQ(Description(), "\n\t<no format selected>");
 }
 
-void setString(char** field, const char* value) {
-    std::free(*field);
-    *field = value != nullptr ? strdup(value) : nullptr;
-}
-
 TEST_F(FormatsTest, DescriptionSpellsOutTheFormat) {
     MakeWindow();
     // The frame rate is the input's: 25 fields per second.
@@ -183,11 +178,11 @@ TEST_F(FormatsTest, DescriptionSpellsOutTheFormat) {
     // have their own words; below 0.005 there is no quality.
     format->videoQuality = 0.004f;
     format->colorSpace = B_GRAY8;
-    setString(&format->fileFormat, "no-such-format");
-    setString(&format->videoEncoder, nullptr);
-    setString(&format->audioEncoder, "");
+    format->fileFormat = "no-such-format";
+    format->videoEncoder.clear();
+    format->audioEncoder.clear();
     EXPECT_EQ(described(), "\n\t<no video encoder>\n\t\t384 x 288, 8-bit, 12.5 f/s\n\t<no audio>");
-    setString(&format->fileFormat, "");
+    format->fileFormat.clear();
     format->videoQuality = 0.123f;
     EXPECT_EQ(described(),
               "<no file format>\n\t<no video encoder>\n\t\t12% quality, 384 x 288, 8-bit, 12.5 f/s"

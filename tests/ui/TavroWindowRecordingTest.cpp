@@ -270,8 +270,7 @@ TEST_F(RecordingTest, RefusedRecordingLeavesTheWindowIdle) {
     EXPECT_FALSE(fEngine->IsRecording());
     EXPECT_FALSE(StopButton()->isEnabled());
 
-    std::free(fWindow->CurrentFormat()->videoEncoder);
-    fWindow->CurrentFormat()->videoEncoder = nullptr;
+    fWindow->CurrentFormat()->videoEncoder.clear();
     Post(Message(kMsgRecord));
     auto* alert = fWindow->findChild<QMessageBox*>("incompleteSettingsAlert");
     ASSERT_NE(alert, nullptr);
@@ -384,9 +383,9 @@ TEST_F(RecordingTest, FormatMadeInTheEditorRecordsWithItsEncoderParameters) {
     drain();
     editor->close();
     drain();
-    EXPECT_STREQ(format->fileFormat, "matroska");
-    EXPECT_STREQ(format->videoEncoder, "libx264");
-    EXPECT_STREQ(format->audioEncoder, "aac");
+    EXPECT_EQ(format->fileFormat, "matroska");
+    EXPECT_EQ(format->videoEncoder, "libx264");
+    EXPECT_EQ(format->audioEncoder, "aac");
     EXPECT_EQ(format->videoWidth, 720);
     EXPECT_FLOAT_EQ(format->videoQuality, 0.6f);
 

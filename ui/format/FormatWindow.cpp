@@ -56,10 +56,6 @@ QString number(int32 value) {
     return text;
 }
 
-bool isEmpty(const char* text) {
-    return text == nullptr || text[0] == '\0';
-}
-
 }  // namespace
 
 // #pragma mark - The lists
@@ -436,14 +432,14 @@ void FormatWindow::SetFormat(FormatSetting* format) {
     QAction* fileItem = nullptr;
     QList<QAction*> fileItems = fFileFormatField->Items();
     for (size_t i = 0; i < fFileFormats.size(); i++) {
-        if (format->fileFormat != nullptr && fFileFormats[i]->short_name == format->fileFormat) {
+        if (fFileFormats[i]->short_name == format->fileFormat) {
             fileItem = fileItems.value(int(i), nullptr);
             fFileFormat = fFileFormats[i].get();
         }
     }
     fFileFormatField->Mark(fileItem);
 
-    MarkEncoder(fVideoEncoders, fVideoEncoderField, format->videoEncoder, &fVideoEncoder);
+    MarkEncoder(fVideoEncoders, fVideoEncoderField, format->videoEncoder.c_str(), &fVideoEncoder);
     // Cut off, not rounded: 0.599 shows 59.
     fQuality->SetValue(int32(format->videoQuality * 100));
     ShowSize();
@@ -461,8 +457,7 @@ void FormatWindow::SetFormat(FormatSetting* format) {
 
     MarkFrameRate(format->frameDivisor);
     // No audio encoder name marks "<no audio>", the first entry.
-    const char* audio = isEmpty(format->audioEncoder) ? "" : format->audioEncoder;
-    MarkEncoder(fAudioEncoders, fAudioEncoderField, audio, &fAudioEncoder);
+    MarkEncoder(fAudioEncoders, fAudioEncoderField, format->audioEncoder.c_str(), &fAudioEncoder);
     BuildFrequencyMenu();
     QAction* frequencyItem = nullptr;
     for (QAction* item : fFrequencyField->Items()) {

@@ -166,7 +166,7 @@ void TavroWindow::FormatChanged(const Message* message) {
 }
 
 void TavroWindow::FollowContainer() {
-    if (fFormat == nullptr || fFormat->fileFormat == nullptr || gSettings.fileName == nullptr)
+    if (fFormat == nullptr || gSettings.fileName == nullptr)
         return;
     media_file_format format;
     int32 cookie = 0;
@@ -236,17 +236,16 @@ void TavroWindow::UpdateFormatDescription() {
         ElideDescription();
         return;
     }
-    std::string fileFormat = fileFormatText(fFormat->fileFormat);
+    std::string fileFormat = fileFormatText(fFormat->fileFormat.c_str());
 
     std::string video = "<no video encoder>";
     std::string audio = "<no audio>";
     media_codec_info encoder;
     int32 cookie = 0;
     while (get_next_encoder(&cookie, &encoder) == B_OK) {
-        if (fFormat->videoEncoder != nullptr && encoder.short_name == fFormat->videoEncoder) {
+        if (encoder.short_name == fFormat->videoEncoder) {
             video = encoder.pretty_name;
-        } else if (fFormat->audioEncoder != nullptr &&
-                   encoder.short_name == fFormat->audioEncoder) {
+        } else if (encoder.short_name == fFormat->audioEncoder) {
             char text[256];
             std::snprintf(text, sizeof(text), "%s, %gkHz %s", encoder.pretty_name.c_str(),
                           fFormat->audioFrameRate / 1000.0,

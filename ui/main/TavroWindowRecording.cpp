@@ -65,8 +65,8 @@ void TavroWindow::ShowIncompleteSettingsAlert(QWidget* parent) {
 }
 
 void TavroWindow::Record(Message* message) {
-    if (isEmpty(gSettings.fileName) || fFormat == nullptr || isEmpty(fFormat->fileFormat) ||
-        isEmpty(fFormat->videoEncoder)) {
+    if (isEmpty(gSettings.fileName) || fFormat == nullptr || fFormat->fileFormat.empty() ||
+        fFormat->videoEncoder.empty()) {
         ShowIncompleteSettingsAlert(this);
         fRecordFailure = "the format's settings are not complete";
         return;
@@ -89,7 +89,7 @@ void TavroWindow::Record(Message* message) {
     // An input that has stopped (unplugged, failed) would end the recording at once: no file
     // is made, and the window says which input it is.
     std::string stopped;
-    if (const status_t ended = fEngine->StoppedInput(!isEmpty(fFormat->audioEncoder), &stopped);
+    if (const status_t ended = fEngine->StoppedInput(!fFormat->audioEncoder.empty(), &stopped);
         ended != B_OK) {
         ErrorAlert(stopped.c_str(), ended);
         fRecordFailure = stopped;

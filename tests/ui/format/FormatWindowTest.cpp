@@ -137,7 +137,7 @@ TEST_F(FormatWindowTest, UnknownFileFormatMarksNothingAndDisablesBothEncoderMenu
 
     // Choosing a container brings them back.
     Choose(itemNamed(Child<MenuField>("fileFormatField"), "Matroska"));
-    EXPECT_STREQ(format->fileFormat, "matroska");
+    EXPECT_EQ(format->fileFormat, "matroska");
     EXPECT_TRUE(Child<MenuField>("videoEncoderField")->isEnabled());
     EXPECT_TRUE(Child<MenuField>("audioEncoderField")->isEnabled());
 }
@@ -291,7 +291,7 @@ TEST_F(FormatWindowTest, RenamingResortsTheSettingsAndTheList) {
     EXPECT_EQ(name->text(), "Beta");
     name->setText("zulu");
     Send(Message(kMsgFormatName));
-    EXPECT_STREQ(beta->name, "zulu");
+    EXPECT_EQ(beta->name, "zulu");
     std::vector<std::string> order;
     for (FormatSetting* format : gSettings.formats)
         order.push_back(format->Text());
@@ -332,9 +332,9 @@ TEST_F(FormatWindowTest, EveryEditGoesIntoTheFormatAndIsReported) {
     Choose(itemNamed(Child<MenuField>("fileFormatField"), "Matroska"));
     auto* audio = Child<MenuField>("audioEncoderField");
     Choose(itemNamed(audio, "AAC (Advanced Audio Coding)"));
-    EXPECT_STREQ(format->audioEncoder, "aac");
+    EXPECT_EQ(format->audioEncoder, "aac");
     Choose(audio->Items().first());
-    EXPECT_STREQ(format->audioEncoder, "");
+    EXPECT_EQ(format->audioEncoder, "");
 
     // Six edits, each reported with the format.
     ASSERT_EQ(fMain.Count(kMsgFormatChanged), 6);
@@ -608,6 +608,6 @@ TEST_F(EncoderWindowTest, SwitchingFormatOrEncoderSettlesTheOpenWindowsIntoTheFo
     SetGopSize(9);
     Choose(itemNamed(Child<MenuField>("videoEncoderField"), "MPEG-4 part 2"));
     EXPECT_EQ(fWindow->VideoEncoderWindow(), nullptr);
-    EXPECT_STREQ(beta->videoEncoder, "mpeg4");
+    EXPECT_EQ(beta->videoEncoder, "mpeg4");
     EXPECT_EQ(StoredGopSize(beta->videoParameters), 9);
 }

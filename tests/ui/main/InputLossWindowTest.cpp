@@ -128,8 +128,7 @@ TEST_F(InputLossWindowTest,
     EXPECT_TRUE(fWindow->LastError().contains("\"Failing capture\" (tavrofail) has stopped."));
 
     // A format without sound does not need the input that failed.
-    std::free(fWindow->CurrentFormat()->audioEncoder);
-    fWindow->CurrentFormat()->audioEncoder = nullptr;
+    fWindow->CurrentFormat()->audioEncoder.clear();
     Post(record);
     EXPECT_TRUE(fDevices->IsRecording());
     ASSERT_TRUE(waitUntil([this] { return fDevices->WrittenVideoFrames() >= 5; }, 5000));
