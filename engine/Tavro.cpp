@@ -116,57 +116,32 @@ void Tavro::SetConnectedAudioFormat(const media_format& format) {
 // --- Preview windows ---
 
 void Tavro::ShowVideo(bool show, const Rect& frame) {
-    if (!show) {
-        if (fVideoSink != nullptr) {
-            VideoSinkGone();
-            if (fPreviewHost != nullptr)
-                fPreviewHost->CloseVideoWindow();
-        }
-        return;
-    }
-    if (fVideoSink != nullptr || fPreviewHost == nullptr)
-        return;
-    fVideoSink = fPreviewHost->OpenVideoWindow(frame);
-    if (fVideoSink == nullptr)
-        return;
-    fVideoSink->SetEnabled(fVideoConnected);
-    if (fVideoConsumer != nullptr)
-        fVideoConsumer->SetView(fVideoSink);
+    fVideo.Show(
+        show, fPreviewHost, [&](PreviewHost& host) { return host.OpenVideoWindow(frame); },
+        [](PreviewHost& host) { host.CloseVideoWindow(); });
 }
 
 void Tavro::ShowAudio(bool show, const Rect& frame) {
-    if (!show) {
-        if (fAudioSink != nullptr) {
-            AudioSinkGone();
-            if (fPreviewHost != nullptr)
-                fPreviewHost->CloseAudioWindow();
-        }
-        return;
-    }
-    if (fAudioSink != nullptr || fPreviewHost == nullptr)
-        return;
-    fAudioSink = fPreviewHost->OpenAudioWindow(frame);
-    if (fAudioSink == nullptr)
-        return;
-    fAudioSink->SetChannelCount(fAudioChannelCount);
-    fAudioSink->SetEnabled(fAudioConnected);
-    if (fAudioConsumer != nullptr)
-        fAudioConsumer->SetView(fAudioSink);
+    fAudio.Show(
+        show, fPreviewHost,
+        [&](PreviewHost& host) {
+            AudioBlockSink* sink = host.OpenAudioWindow(frame);
+            if (sink != nullptr)
+                sink->SetChannelCount(fAudioChannelCount);
+            return sink;
+        },
+        [](PreviewHost& host) { host.CloseAudioWindow(); });
 }
 
 void Tavro::VideoSinkGone() {
-    if (fVideoConsumer != nullptr)
-        fVideoConsumer->SetView(nullptr);
-    fVideoSink = nullptr;
+    fVideo.SinkGone();
 }
 
 void Tavro::AudioSinkGone() {
-    if (fAudioConsumer != nullptr)
-        fAudioConsumer->SetView(nullptr);
-    fAudioSink = nullptr;
+    fAudio.SinkGone();
 }
 
 void Tavro::ResizeVideoWindow() {
-    if (fPreviewHost != nullptr && fVideoSink != nullptr)
+    if (fPreviewHost != nullptr && fVideo.sink != nullptr)
         fPreviewHost->ResizeVideoWindow(fVideoWidth, fVideoHeight);
 }

@@ -22,6 +22,7 @@
 #include <thread>
 #include <vector>
 
+#include "engine/InputStream.h"
 #include "engine/RecordingOrigin.h"
 #include "engine/RecordingReport.h"
 #include "engine/RingBuffer.h"
@@ -185,15 +186,15 @@ public:
     void VideoSinkGone();
     void AudioSinkGone();
 
-    bool VideoConnected() const { return fVideoConnected; }
-    bool AudioConnected() const { return fAudioConnected; }
+    bool VideoConnected() const { return fVideo.connected; }
+    bool AudioConnected() const { return fAudio.connected; }
     bool NodesRunning() const { return fNodesRunning; }
     // nullptr when there is none (no roster, no input, or not made).
     MediaRoster* Roster() const { return fRoster.get(); }
-    MediaProducer* VideoInputNode() const { return fVideoInputNode.get(); }
-    MediaProducer* AudioInputNode() const { return fAudioInputNode.get(); }
-    VideoConsumer* VideoConsumerNode() const { return fVideoConsumer.get(); }
-    AudioConsumer* AudioConsumerNode() const { return fAudioConsumer.get(); }
+    MediaProducer* VideoInputNode() const { return fVideo.producer.get(); }
+    MediaProducer* AudioInputNode() const { return fAudio.producer.get(); }
+    VideoConsumer* VideoConsumerNode() const { return fVideo.consumer.get(); }
+    AudioConsumer* AudioConsumerNode() const { return fAudio.consumer.get(); }
 
     // --- Input controls ---
 
@@ -273,6 +274,13 @@ private:
     // Keeps an error of the recording for its report, with the time (any thread).
     void NoteError(const char* text, status_t status);
 
+    // Registers the consumer of `stream`, made for its producer (`device`, a kind of input:
+    // "video", "audio"), and connects the two with `connect`; each failure is alerted.
+    template <typename Stream, typename Connect>
+    void SetUpStream(Stream& stream, const char* kind, const MediaDevice* device, Connect connect);
+    // Starts the connected nodes, far enough ahead for the video input's latency.
+    status_t StartNodes();
+
     // Writer threads (see TavroRecording.cpp).
     static int32 VideoWriter(Tavro* self);
     static int32 AudioWriter(Tavro* self);
@@ -301,16 +309,12 @@ private:
     const TavroOptions fOptions;
     std::unique_ptr<DeviceBackend> fBackend;  // handed to the roster by SetupNodes
 
-    // The graph. Control thread only.
+    // The graph. Control thread only. An audio input that is the built-in tone run unpaced
+    // (fAudio.unpaced) shares no clock with the picture: its sound is timed from its own
+    // first buffer.
     std::unique_ptr<MediaRoster> fRoster;
-    std::shared_ptr<MediaProducer> fVideoInputNode;
-    std::shared_ptr<MediaProducer> fAudioInputNode;
-    media_output fVideoOutput;
-    media_output fAudioOutput;
-    media_input fVideoInput;
-    media_input fAudioInput;
-    std::unique_ptr<VideoConsumer> fVideoConsumer;
-    std::unique_ptr<AudioConsumer> fAudioConsumer;
+    InputStream<VideoConsumer, VideoFrameSink> fVideo;
+    InputStream<AudioConsumer, AudioBlockSink> fAudio;
     std::unique_ptr<ParameterWeb> fVideoWeb;  // see VideoInputWeb
     bigtime_t fStartLatency = 0;
 
@@ -333,8 +337,6 @@ private:
     std::atomic<MessageTarget*> fStopTarget{nullptr};
     RingMonitor* fStatusView = nullptr;
     PreviewHost* fPreviewHost = nullptr;
-    VideoFrameSink* fVideoSink = nullptr;
-    AudioBlockSink* fAudioSink = nullptr;
     RequestPresenter fRequestPresenter;
 
     // The recording. Set by the control thread before the writers start and cleared after
@@ -351,13 +353,8 @@ private:
     std::thread fAudioWriter;
 
     bool fNodesRunning = false;
-    bool fVideoConnected = false;
-    bool fAudioConnected = false;
     bool fReconnectPending = false;
     bool fAudioReconnectPending = false;
-    // The audio input is the built-in tone run unpaced: its times share no clock with the
-    // picture's, so its sound is timed from its own first buffer.
-    bool fAudioUnpaced = false;
     bool fHoldChanges = false;
     // Polled by the writer threads; set and cleared by the control thread.
     std::atomic<bool> fRecording{false};

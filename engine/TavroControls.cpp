@@ -77,16 +77,16 @@ std::unique_ptr<ParameterWeb> webOf(const std::shared_ptr<MediaProducer>& node) 
 }  // namespace
 
 std::unique_ptr<ParameterWeb> Tavro::GetVideoInputParameters() {
-    return webOf(fVideoInputNode);
+    return webOf(fVideo.producer);
 }
 
 std::unique_ptr<ParameterWeb> Tavro::GetAudioInputParameters() {
-    return webOf(fAudioInputNode);
+    return webOf(fAudio.producer);
 }
 
 ParameterWeb* Tavro::VideoInputWeb() {
     if (fVideoWeb == nullptr)
-        fVideoWeb = GetParameterWeb(fVideoInputNode.get());
+        fVideoWeb = GetParameterWeb(fVideo.producer.get());
     return fVideoWeb.get();
 }
 
@@ -126,7 +126,7 @@ status_t Tavro::SetDiscreteClamped(MediaParameter* parameter, int32 value, bool 
 
 status_t Tavro::ReadChannel(std::unique_ptr<ParameterWeb>& web, MediaParameter** parameter,
                             int32* channel) {
-    web = GetParameterWeb(fVideoInputNode.get());
+    web = GetParameterWeb(fVideo.producer.get());
     if (web == nullptr)
         return B_ERROR;
     *parameter = discreteParameter(web.get(), kChannelParameterID);
@@ -221,21 +221,21 @@ status_t Tavro::ReconnectOrPend() {
         fReconnectPending = true;
         return B_ERROR;
     }
-    if (fVideoConsumer != nullptr) {
-        fVideoConsumer->StopBufferCreator();
-        Disconnect(fVideoOutput.source, fVideoInput.destination);
+    if (fVideo.consumer != nullptr) {
+        fVideo.consumer->StopBufferCreator();
+        fVideo.Disconnect();
     }
     return ConnectVideo();
 }
 
 status_t Tavro::ReconnectAudioOrPend() {
-    if (fRoster == nullptr || fAudioConsumer == nullptr || fAudioInputNode == nullptr)
+    if (fRoster == nullptr || fAudio.consumer == nullptr || fAudio.producer == nullptr)
         return B_OK;
     if (fRecording.load() || fHoldChanges) {
         fAudioReconnectPending = true;
         return B_ERROR;
     }
-    Disconnect(fAudioOutput.source, fAudioInput.destination);
+    fAudio.Disconnect();
     return ConnectAudio();
 }
 
@@ -264,8 +264,8 @@ status_t Tavro::SetColorSpace(color_space space) {
 status_t Tavro::SetVideoPlayRate(int32 rate) {
     if (rate != fVideoPlayRate) {
         fVideoPlayRate = rate;
-        if (!fHoldChanges && !fRecording.load() && fVideoConsumer != nullptr)
-            fVideoConsumer->SetSkipFrames(rate);
+        if (!fHoldChanges && !fRecording.load() && fVideo.consumer != nullptr)
+            fVideo.consumer->SetSkipFrames(rate);
     }
     return B_OK;
 }
@@ -277,8 +277,8 @@ status_t Tavro::SetChannelCount(int32 count) {
     if (count <= 0 || count == fAudioChannelCount)
         return B_OK;
     fAudioChannelCount = count;
-    if (fAudioSink != nullptr)
-        fAudioSink->SetChannelCount(int32(uint8(count)));
+    if (fAudio.sink != nullptr)
+        fAudio.sink->SetChannelCount(int32(uint8(count)));
     return ReconnectAudioOrPend();
 }
 
@@ -304,6 +304,6 @@ void Tavro::FlushChanges() {
         fAudioReconnectPending = false;
         ReconnectAudioOrPend();
     }
-    if (fVideoConsumer != nullptr)
-        fVideoConsumer->SetSkipFrames(fVideoPlayRate);
+    if (fVideo.consumer != nullptr)
+        fVideo.consumer->SetSkipFrames(fVideoPlayRate);
 }

@@ -88,6 +88,27 @@ std::string inputStoppedText(const char* kind, const MediaDevice* device,
 
 }  // namespace
 
+template <typename Stream, typename Connect>
+void Tavro::SetUpStream(Stream& stream, const char* kind, const MediaDevice* device,
+                        Connect connect) {
+    stream.unpaced = pace(stream.producer.get(), fOptions.pacedTestSignal);
+    stream.consumer->SetWaitForRing(stream.unpaced);
+    stream.consumer->SetStoppedNotice(inputStoppedText(kind, device, stream.producer.get()));
+    status_t status = stream.consumer->NodeRegistered();
+    if (status != B_OK) {
+        ErrorAlert((std::string("Can't register the ") + kind + " node").c_str(), status, false);
+        return;
+    }
+    status = connect();
+    if (status != B_OK) {
+        ErrorAlert(
+            (std::string("Can't connect the ") + kind + " source to the consumer node!").c_str(),
+            status, false);
+    } else {
+        stream.connected = true;
+    }
+}
+
 status_t Tavro::SelectInputs(const std::string& videoInput, const std::string& audioInput) {
     if (fRecording.load())
         return B_BUSY;
@@ -103,68 +124,45 @@ status_t Tavro::SetupNodes() {
     if (fRoster == nullptr)
         fRoster = std::make_unique<MediaRoster>(fOptions.roster, std::move(fBackend));
 
-    fVideoConnected = false;
-    status_t status = fRoster->GetVideoInput(&fVideoInputNode);
+    fVideo.connected = false;
+    status_t status = fRoster->GetVideoInput(&fVideo.producer);
     if (status != B_OK) {
-        fVideoInputNode.reset();
+        fVideo.producer.reset();
         alertMissingInput("video", fRoster->MissingVideoInput(), status);
     } else {
-        bool unpaced = pace(fVideoInputNode.get(), fOptions.pacedTestSignal);
-        fVideoConsumer = std::make_unique<VideoConsumer>(1, "Video Capture", fVideoSink);
-        fVideoConsumer->SetWaitForRing(unpaced);
-        fVideoConsumer->SetOrigin(&fRecordingOrigin);
-        fVideoConsumer->SetStoppedNotice(
-            inputStoppedText("video", fRoster->DefaultVideoInput(), fVideoInputNode.get()));
-        status = fVideoConsumer->NodeRegistered();
-        if (status != B_OK) {
-            ErrorAlert("Can't register the video node", status, false);
-        } else {
-            status = ConnectVideo();
-            if (status != B_OK)
-                ErrorAlert("Can't connect the video source to the consumer node!", status, false);
-            else
-                fVideoConnected = true;
-        }
+        fVideo.consumer = std::make_unique<VideoConsumer>(1, "Video Capture", fVideo.sink);
+        fVideo.consumer->SetOrigin(&fRecordingOrigin);
+        SetUpStream(fVideo, "video", fRoster->DefaultVideoInput(),
+                    [this] { return ConnectVideo(); });
     }
 
-    fAudioConnected = false;
-    status = fRoster->GetAudioInput(&fAudioInputNode);
+    fAudio.connected = false;
+    status = fRoster->GetAudioInput(&fAudio.producer);
     if (status != B_OK) {
-        fAudioInputNode.reset();
+        fAudio.producer.reset();
         alertMissingInput("audio", fRoster->MissingAudioInput(), status);
     } else {
-        bool unpaced = pace(fAudioInputNode.get(), fOptions.pacedTestSignal);
-        fAudioUnpaced = unpaced;
-        fAudioConsumer = std::make_unique<AudioConsumer>(1, "Audio Capture");
-        fAudioConsumer->SetWaitForRing(unpaced);
-        fAudioConsumer->SetStoppedNotice(
-            inputStoppedText("audio", fRoster->DefaultAudioInput(), fAudioInputNode.get()));
-        status = fAudioConsumer->NodeRegistered();
-        if (status != B_OK) {
-            ErrorAlert("Can't register the audio node", status, false);
-        } else {
-            status = ConnectAudio();
-            if (status != B_OK)
-                ErrorAlert("Can't connect the audio source to the consumer node!", status, false);
-            else
-                fAudioConnected = true;
-        }
+        fAudio.consumer = std::make_unique<AudioConsumer>(1, "Audio Capture");
+        SetUpStream(fAudio, "audio", fRoster->DefaultAudioInput(),
+                    [this] { return ConnectAudio(); });
         // Unlike the video node, an audio node that did not connect is not kept.
-        if (!fAudioConnected) {
-            fAudioConsumer.reset();
-            fRoster->ReleaseNode(fAudioInputNode.get());
-            fAudioInputNode.reset();
+        if (!fAudio.connected) {
+            fAudio.consumer.reset();
+            fAudio.ReleaseProducer(*fRoster);
         }
     }
+    return StartNodes();
+}
 
+status_t Tavro::StartNodes() {
     // The producer's latency and its extra latency at start decide how far ahead the nodes
     // are started.
     bigtime_t latency = 0;
     bigtime_t initialLatency = 0;
-    if (fVideoInputNode != nullptr) {
-        fVideoInputNode->GetLatency(&latency);
-        status = fVideoInputNode->GetInitialLatency(&initialLatency);
-        if (status < B_OK) {
+    if (fVideo.producer != nullptr) {
+        fVideo.producer->GetLatency(&latency);
+        if (const status_t status = fVideo.producer->GetInitialLatency(&initialLatency);
+            status < B_OK) {
             ErrorAlert("Can't get the initial latency for producer node", status, false);
             initialLatency = 0;
         }
@@ -173,18 +171,18 @@ status_t Tavro::SetupNodes() {
     fStartLatency = latency + initialLatency;
     const bigtime_t startTime = system_time() + fStartLatency;
 
-    status = B_OK;
-    if (fVideoConnected) {
-        status = fVideoInputNode->Start(startTime);
+    status_t status = B_OK;
+    if (fVideo.connected) {
+        status = fVideo.producer->Start(startTime);
         if (status == B_OK)
-            status = fVideoConsumer->Start(startTime);
+            status = fVideo.consumer->Start(startTime);
         if (status != B_OK)
             return ErrorAlert("Can't start video nodes", status, false);
     }
-    if (fAudioConnected) {
-        status = fAudioConsumer->Start(startTime);
+    if (fAudio.connected) {
+        status = fAudio.consumer->Start(startTime);
         if (status == B_OK)
-            status = fAudioInputNode->Start(startTime);
+            status = fAudio.producer->Start(startTime);
         if (status != B_OK)
             return ErrorAlert("Can't start audio nodes", status, false);
     }
@@ -194,8 +192,8 @@ status_t Tavro::SetupNodes() {
 
 status_t Tavro::ConnectVideo() {
     status_t result =
-        findFreeEnds(fVideoInputNode.get(), fVideoConsumer.get(), B_MEDIA_RAW_VIDEO, &fVideoOutput,
-                     &fVideoInput, "Can't find an available video stream");
+        findFreeEnds(fVideo.producer.get(), fVideo.consumer.get(), B_MEDIA_RAW_VIDEO,
+                     &fVideo.output, &fVideo.input, "Can't find an available video stream");
     if (result != B_OK)
         return result;
     result = B_MEDIA_BAD_FORMAT;
@@ -234,14 +232,14 @@ status_t Tavro::ConnectVideo() {
             continue;
         // Any rate and interlace: the input says which.
         format = RequestedVideoFormat(candidate, 0, 0);
-        result = fVideoConsumer->SetBuffers(format, VideoConsumer::kBufferCount);
+        result = fVideo.consumer->SetBuffers(format, VideoConsumer::kBufferCount);
         if (result == B_OK) {
-            result = Connect(fVideoOutput.source, fVideoInput.destination, &format, &fVideoOutput,
-                             &fVideoInput);
+            result = Connect(fVideo.output.source, fVideo.input.destination, &format,
+                             &fVideo.output, &fVideo.input);
         }
         if (result == B_OK) {
             // Until then the producer captures into buffers of its own.
-            fVideoConsumer->HandBuffersOver();
+            fVideo.consumer->HandBuffersOver();
             break;
         }
     }
@@ -255,16 +253,14 @@ status_t Tavro::ConnectVideo() {
         }
     }
 
-    fVideoConnected = result == B_OK;
-    if (fVideoSink != nullptr)
-        fVideoSink->SetEnabled(fVideoConnected);
+    fVideo.SetConnected(result == B_OK);
     return result;
 }
 
 status_t Tavro::ConnectAudio() {
     status_t status =
-        findFreeEnds(fAudioInputNode.get(), fAudioConsumer.get(), B_MEDIA_RAW_AUDIO, &fAudioOutput,
-                     &fAudioInput, "Can't find an available audio stream");
+        findFreeEnds(fAudio.producer.get(), fAudio.consumer.get(), B_MEDIA_RAW_AUDIO,
+                     &fAudio.output, &fAudio.input, "Can't find an available audio stream");
     if (status != B_OK)
         return status;
 
@@ -275,47 +271,25 @@ status_t Tavro::ConnectAudio() {
     format.raw_audio = media_raw_audio_format::wildcard;
     format.raw_audio.frame_rate = fAudioFrequency;
     format.raw_audio.channel_count = uint32(fAudioChannelCount);
-    status =
-        Connect(fAudioOutput.source, fAudioInput.destination, &format, &fAudioOutput, &fAudioInput);
+    status = Connect(fAudio.output.source, fAudio.input.destination, &format, &fAudio.output,
+                     &fAudio.input);
     if (status != B_OK)
         ErrorAlert("Could not connect to audio input", status, false);
     else
         fConnectedAudioFormat = format;
 
-    fAudioConnected = status == B_OK;
-    if (fAudioSink != nullptr)
-        fAudioSink->SetEnabled(fAudioConnected);
+    fAudio.SetConnected(status == B_OK);
     return status;
 }
 
 void Tavro::TearDownNodes() {
     if (fRoster == nullptr)
         return;
-    if (fVideoConsumer != nullptr) {
-        if (fNodesRunning)
-            fVideoConsumer->Stop(0, true);
-        fVideoConsumer->StopBufferCreator();
-        Disconnect(fVideoOutput.source, fVideoInput.destination);
-        // The web's parameters read through the node: it goes first.
-        fVideoWeb.reset();
-        if (fVideoInputNode != nullptr) {
-            fRoster->ReleaseNode(fVideoInputNode.get());
-            fVideoInputNode.reset();
-        }
-        fVideoConsumer.reset();
-    }
-    if (fAudioConsumer != nullptr) {
-        if (fNodesRunning)
-            fAudioConsumer->Stop(0, true);
-        Disconnect(fAudioOutput.source, fAudioInput.destination);
-        if (fAudioInputNode != nullptr) {
-            fRoster->ReleaseNode(fAudioInputNode.get());
-            fAudioInputNode.reset();
-        }
-        fAudioConsumer.reset();
-    }
+    // The web's parameters read through the video input: it goes before the input.
     fVideoWeb.reset();
-    fVideoConnected = false;
-    fAudioConnected = false;
+    fVideo.TearDown(*fRoster, fNodesRunning, [this] { fVideo.consumer->StopBufferCreator(); });
+    fAudio.TearDown(*fRoster, fNodesRunning, [] {});
+    fVideo.connected = false;
+    fAudio.connected = false;
     fNodesRunning = false;
 }

@@ -108,8 +108,8 @@ int64 droppedFrames(Node* node, const std::atomic<int64>& failedWrites,
 }  // namespace
 
 status_t Tavro::SetVideoTrack(MediaTrack* track) {
-    if (fVideoConsumer != nullptr)
-        fVideoConsumer->SetRing(nullptr);
+    if (fVideo.consumer != nullptr)
+        fVideo.consumer->SetRing(nullptr);
     fVideoRing.reset();
     // Where the encoder wants another layout, the node converts each frame into its slot: the
     // frame is read once, and the slot (4:2:0 from RGB32: a quarter of the bytes) is written
@@ -124,14 +124,14 @@ status_t Tavro::SetVideoTrack(MediaTrack* track) {
         return B_NO_MEMORY;
     fVideoRing = std::move(ring);
     fVideoTrack = track;
-    if (fVideoConsumer != nullptr)
-        fVideoConsumer->SetRing(fVideoRing.get(), fVideoRingConverter.get());
+    if (fVideo.consumer != nullptr)
+        fVideo.consumer->SetRing(fVideoRing.get(), fVideoRingConverter.get());
     return B_OK;
 }
 
 status_t Tavro::SetAudioTrack(MediaTrack* track) {
-    if (fAudioConsumer != nullptr)
-        fAudioConsumer->SetRing(nullptr);
+    if (fAudio.consumer != nullptr)
+        fAudio.consumer->SetRing(nullptr);
     fAudioRing.reset();
     if (track != nullptr) {
         const media_raw_audio_format& audio = fConnectedAudioFormat.raw_audio;
@@ -141,8 +141,8 @@ status_t Tavro::SetAudioTrack(MediaTrack* track) {
         fAudioRing = std::move(ring);
     }
     fAudioTrack = track;
-    if (track != nullptr && fAudioConsumer != nullptr)
-        fAudioConsumer->SetRing(fAudioRing.get());
+    if (track != nullptr && fAudio.consumer != nullptr)
+        fAudio.consumer->SetRing(fAudioRing.get());
     return B_OK;
 }
 
@@ -180,34 +180,28 @@ status_t Tavro::RecordingError(std::string* text) const {
 }
 
 status_t Tavro::StoppedInput(bool withAudio, std::string* notice) const {
-    auto stopped = [notice](const auto* consumer, const MediaProducer* node) {
-        const status_t ended = node != nullptr ? node->StreamStatus() : B_OK;
-        if (ended != B_OK && consumer != nullptr && notice != nullptr)
-            *notice = consumer->StoppedNotice();
-        return ended;
-    };
-    status_t status = stopped(fVideoConsumer.get(), fVideoInputNode.get());
+    status_t status = fVideo.Stopped(notice);
     if (status == B_OK && withAudio)
-        status = stopped(fAudioConsumer.get(), fAudioInputNode.get());
+        status = fAudio.Stopped(notice);
     return status;
 }
 
 void Tavro::WatchInputs() {
-    auto watch = [this](auto* consumer, MediaProducer* node) {
-        if (consumer == nullptr || node == nullptr)
+    auto watch = [this](auto& stream) {
+        if (stream.consumer == nullptr || stream.producer == nullptr)
             return;
-        std::string text = consumer->StoppedNotice();
-        consumer->SetInputStoppedHandler([this, text](const std::string&, status_t status) {
+        std::string text = stream.consumer->StoppedNotice();
+        stream.consumer->SetInputStoppedHandler([this, text](const std::string&, status_t status) {
             StopOnError(text.c_str(), status);
         });
         // A stream that ended before the handler was in place is told of by nobody: the
         // recording would run to its end with nothing from this input.
-        if (const status_t ended = node->StreamStatus(); ended != B_OK)
+        if (const status_t ended = stream.producer->StreamStatus(); ended != B_OK)
             StopOnError(text.c_str(), ended);
     };
-    watch(fVideoConsumer.get(), fVideoInputNode.get());
+    watch(fVideo);
     if (fAudioTrack != nullptr)
-        watch(fAudioConsumer.get(), fAudioInputNode.get());
+        watch(fAudio);
 }
 
 int32 Tavro::AudioRingCount(const media_raw_audio_format& audio) const {
@@ -262,10 +256,10 @@ status_t Tavro::Start() {
         fStatusView->SetVideoBuffer(fVideoRing.get());
         fStatusView->SetAudioBuffer(fAudioRing.get());
     }
-    if (fVideoConsumer != nullptr)
-        fVideoConsumer->SetRecording(true);
-    if (fAudioTrack != nullptr && fAudioConsumer != nullptr)
-        fAudioConsumer->SetRecording(true);
+    if (fVideo.consumer != nullptr)
+        fVideo.consumer->SetRecording(true);
+    if (fAudioTrack != nullptr && fAudio.consumer != nullptr)
+        fAudio.consumer->SetRecording(true);
     WatchInputs();
     return B_OK;
 }
@@ -282,14 +276,14 @@ status_t Tavro::Stop() {
     // hold (for at most kDrainTime) and count the rest, so that nothing recorded is lost
     // uncounted.
     const bool wasRecording = fRecording.load();
-    if (fVideoConsumer != nullptr) {
-        fVideoConsumer->SetRecording(false);
-        fVideoConsumer->SetRing(nullptr);
+    if (fVideo.consumer != nullptr) {
+        fVideo.consumer->SetRecording(false);
+        fVideo.consumer->SetRing(nullptr);
     }
-    if (fAudioTrack != nullptr && fAudioConsumer != nullptr)
-        fAudioConsumer->SetRecording(false);
-    if (fAudioConsumer != nullptr)
-        fAudioConsumer->SetRing(nullptr);
+    if (fAudioTrack != nullptr && fAudio.consumer != nullptr)
+        fAudio.consumer->SetRecording(false);
+    if (fAudio.consumer != nullptr)
+        fAudio.consumer->SetRing(nullptr);
     fDrainUntil.store(system_time() + kDrainTime);
     fRecording.store(false);
     JoinWriter(fVideoWriter, fVideoRing.get());
@@ -351,14 +345,14 @@ bool Tavro::FillReport(const MediaFile* file, RecordingReport* report) {
                                        ringFull, peak,     slots};
     };
     report->video.written = fWrittenVideoFrames.load();
-    if (fVideoConsumer != nullptr)
+    if (fVideo.consumer != nullptr)
         report->video =
-            stream(fVideoConsumer->ExpectedFrames(), fVideoConsumer->RecordedFrames(),
+            stream(fVideo.consumer->ExpectedFrames(), fVideo.consumer->RecordedFrames(),
                    fWrittenVideoFrames.load(), fFailedVideoWrites.load() + fVideoLeftInRing.load(),
                    VideoRingFullDrops(), fVideoRingPeak, fVideoRingSlots);
-    if (fAudioConsumer != nullptr && fReportAudio)
+    if (fAudio.consumer != nullptr && fReportAudio)
         report->audio =
-            stream(fAudioConsumer->ExpectedBuffers(), fAudioConsumer->RecordedFrames(),
+            stream(fAudio.consumer->ExpectedBuffers(), fAudio.consumer->RecordedFrames(),
                    fWrittenAudioBuffers.load(), fFailedAudioWrites.load() + fAudioLeftInRing.load(),
                    AudioRingFullDrops(), fAudioRingPeak, fAudioRingSlots);
     std::lock_guard<std::mutex> lock(fErrorLock);
@@ -435,9 +429,9 @@ int32 Tavro::AudioWriter(Tavro* self) {
     // timed from its first sound.
     auto findOrigin = [&](bigtime_t time) {
         while (!haveOrigin) {
-            haveOrigin = !self->fAudioUnpaced && self->fRecordingOrigin.Get(&origin);
-            if (!haveOrigin && (!self->fRecording.load() || self->fVideoConsumer == nullptr ||
-                                self->fAudioUnpaced)) {
+            haveOrigin = !self->fAudio.unpaced && self->fRecordingOrigin.Get(&origin);
+            if (!haveOrigin && (!self->fRecording.load() || self->fVideo.consumer == nullptr ||
+                                self->fAudio.unpaced)) {
                 origin = time;
                 haveOrigin = true;
             }
@@ -477,27 +471,27 @@ int32 Tavro::AudioWriter(Tavro* self) {
 }
 
 int64 Tavro::VideoFramesCounter() {
-    return framesCounter(fVideoConsumer.get());
+    return framesCounter(fVideo.consumer.get());
 }
 
 int64 Tavro::DroppedVideoFrames() {
-    return droppedFrames(fVideoConsumer.get(), fFailedVideoWrites, fVideoLeftInRing);
+    return droppedFrames(fVideo.consumer.get(), fFailedVideoWrites, fVideoLeftInRing);
 }
 
 int64 Tavro::VideoRingFullDrops() {
-    return fVideoConsumer != nullptr ? fVideoConsumer->RingFullDrops() : 0;
+    return fVideo.consumer != nullptr ? fVideo.consumer->RingFullDrops() : 0;
 }
 
 int64 Tavro::AudioRingFullDrops() {
-    return fAudioConsumer != nullptr ? fAudioConsumer->RingFullDrops() : 0;
+    return fAudio.consumer != nullptr ? fAudio.consumer->RingFullDrops() : 0;
 }
 
 int64 Tavro::AudioFramesCounter() {
-    return framesCounter(fAudioConsumer.get());
+    return framesCounter(fAudio.consumer.get());
 }
 
 int64 Tavro::DroppedAudioFrames() {
-    return droppedFrames(fAudioConsumer.get(), fFailedAudioWrites, fAudioLeftInRing);
+    return droppedFrames(fAudio.consumer.get(), fFailedAudioWrites, fAudioLeftInRing);
 }
 
 void Tavro::SetFormat(FormatSetting* format) {
