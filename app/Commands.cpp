@@ -25,7 +25,7 @@ int showSettings(const CommandLine&) {
         std::printf("Settings file: %s\n", path.c_str());
     else
         std::printf("Settings file: none (neither XDG_CONFIG_HOME nor HOME is set)\n");
-    std::printf("Output file: %s\n", gSettings.fileName);
+    std::printf("Output file: %s\n", gSettings.fileName.c_str());
     // As chosen in the window; --video-input and --audio-input override them for one run.
     std::printf("Video input: %s\n",
                 gSettings.videoInput.empty() ? "the default" : gSettings.videoInput.c_str());
@@ -33,7 +33,7 @@ int showSettings(const CommandLine&) {
                 gSettings.audioInput.empty() ? "the default" : gSettings.audioInput.c_str());
     std::printf("\nRecording formats:\n");
     for (size_t i = 0; i < gSettings.formats.size(); i++) {
-        const FormatSetting* format = gSettings.formats[i];
+        const FormatSetting* format = gSettings.formats[i].get();
         std::printf("%c %s: %s, video %s %dx%d %s, audio %s %d Hz %d channels\n",
                     int32(i) == gSettings.lastFormat ? '*' : ' ', format->Text(),
                     format->fileFormat.c_str(), format->videoEncoder.c_str(),

@@ -93,9 +93,9 @@ RecordingFigures takeFigures(Tavro& engine, RingBuffer* videoRing, RingBuffer* a
 int runHeadlessRecorder(const CommandLine& options) {
     FormatSetting* chosen = nullptr;
     if (!options.format.empty()) {
-        for (FormatSetting* format : gSettings.formats) {
+        for (const std::unique_ptr<FormatSetting>& format : gSettings.formats) {
             if (strcasecmp(format->name.c_str(), options.format.c_str()) == 0)
-                chosen = format;
+                chosen = format.get();
         }
         if (chosen == nullptr) {
             logError("no recording format \"%s\" (see tavro --list-formats)",
@@ -103,7 +103,7 @@ int runHeadlessRecorder(const CommandLine& options) {
             return kExitUsage;
         }
     } else {
-        chosen = gSettings.formats[size_t(gSettings.lastFormat)];
+        chosen = gSettings.FormatAt(gSettings.lastFormat);
     }
     std::unique_ptr<FormatSetting> format = copyFormat(*chosen);
     if (format == nullptr) {
@@ -246,7 +246,7 @@ int runHeadlessRecorder(const CommandLine& options) {
 int listRecordingFormats() {
     std::printf("Recording formats (the settings file's; * the last used):\n");
     for (size_t i = 0; i < gSettings.formats.size(); i++) {
-        const FormatSetting* format = gSettings.formats[i];
+        const FormatSetting* format = gSettings.formats[i].get();
         std::printf("%c %s: %s, video %s %dx%d %s quality %.2f, audio %s %d Hz %d channels\n",
                     int32(i) == gSettings.lastFormat ? '*' : ' ', format->Text(),
                     format->fileFormat.c_str(), format->videoEncoder.c_str(),

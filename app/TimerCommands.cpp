@@ -68,9 +68,9 @@ time_t at(struct tm date, int32 seconds) {
 }
 
 FormatSetting* formatNamed(const char* name) {
-    for (FormatSetting* format : gSettings.formats) {
+    for (const std::unique_ptr<FormatSetting>& format : gSettings.formats) {
         if (strcasecmp(format->name.c_str(), name) == 0)
-            return format;
+            return format.get();
     }
     return nullptr;
 }
@@ -91,9 +91,8 @@ public:
 
     void Start(EventItem* item) {
         Stop();
-        FormatSetting* format = item->Format() != nullptr
-                                    ? item->Format()
-                                    : gSettings.formats[size_t(gSettings.lastFormat)];
+        FormatSetting* format =
+            item->Format() != nullptr ? item->Format() : gSettings.FormatAt(gSettings.lastFormat);
         int error = B_OK;
         const std::string path = timedRecordingPath(item->FileName(), real_time_clock(), &error);
         if (path.empty()) {
@@ -201,7 +200,7 @@ int addTimer(const CommandLine& line) {
                          "': expected once, daily, weekly or monthly");
     }
     const int32 channel = line.channel >= 0 ? line.channel : 0;
-    FormatSetting* format = gSettings.formats[size_t(gSettings.lastFormat)];
+    FormatSetting* format = gSettings.FormatAt(gSettings.lastFormat);
     if (!line.format.empty()) {
         format = formatNamed(line.format.c_str());
         if (format == nullptr) {

@@ -38,10 +38,6 @@ bool sameReversed(const ParameterList& a, const ParameterList& b) {
     return true;
 }
 
-bool sameText(const char* a, const char* b) {
-    return std::strcmp(a ? a : "", b ? b : "") == 0;
-}
-
 bool sameBits(float a, float b) {
     return std::memcmp(&a, &b, sizeof(float)) == 0;
 }
@@ -75,8 +71,6 @@ void fuzzFormat(const uint8* data, size_t size) {
 // format is dropped, so LoadFrom alone decides the list.
 std::unique_ptr<TavroSettings> emptySettings() {
     auto settings = std::make_unique<TavroSettings>();
-    for (FormatSetting* format : settings->formats)
-        delete format;
     settings->formats.clear();
     return settings;
 }
@@ -95,7 +89,7 @@ bool sameSettings(const TavroSettings& a, const TavroSettings& b) {
            a.videoEncoderFrame == b.videoEncoderFrame &&
            a.audioEncoderFrame == b.audioEncoderFrame && a.showVideo == b.showVideo &&
            a.showAudio == b.showAudio && a.showTimer == b.showTimer && a.timer == b.timer &&
-           a.showTVControls == b.showTVControls && sameText(a.fileName, b.fileName) &&
+           a.showTVControls == b.showTVControls && a.fileName == b.fileName &&
            a.lastFormat == b.lastFormat;
 }
 

@@ -158,7 +158,7 @@ status_t EventItem::Archive(Message* archive) const {
 }
 
 std::unique_ptr<EventItem> EventItem::Instantiate(const Message& archive,
-                                                  const std::vector<FormatSetting*>& formats) {
+                                                  const FormatList& formats) {
     // Validated through the event's own rule, then read field by field into a fresh entry:
     // the stored message is not taken, so a damaged one cannot make the entry post anything
     // but a timer notification.
@@ -199,9 +199,9 @@ std::unique_ptr<EventItem> EventItem::Instantiate(const Message& archive,
         archive.FindString("channel name", &channelName) == B_OK ? channelName.c_str() : nullptr);
     std::string formatName;
     if (archive.FindString("format", &formatName) == B_OK) {
-        for (FormatSetting* format : formats) {
+        for (const std::unique_ptr<FormatSetting>& format : formats) {
             if (format != nullptr && formatName == format->name) {
-                item->SetFormat(format);
+                item->SetFormat(format.get());
                 break;
             }
         }

@@ -13,10 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "app/records/FormatSetting.h"
 #include "scheduler/Event.h"
 #include "support/Message.h"
-
-class FormatSetting;
 class Scheduler;
 
 // The repeat modes of an entry, as the timer pane's menu lists them.
@@ -88,7 +87,7 @@ public:
     // Event class, no start, a negative duration). The format is the one of `formats` with
     // the stored name; none when no format has it.
     static std::unique_ptr<EventItem> Instantiate(const Message& archive,
-                                                  const std::vector<FormatSetting*>& formats);
+                                                  const FormatList& formats);
 
     // Takes the start, duration and repeat rule from the event again, after someone else
     // (the scheduler moving a repeating start on) changed them.

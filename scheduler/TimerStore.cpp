@@ -52,8 +52,8 @@ std::string describeTimer(const EventItem& item) {
     return line;
 }
 
-RestoredTimers restoreTimers(const std::vector<Message>& archives,
-                             const std::vector<FormatSetting*>& formats, time_t now) {
+RestoredTimers restoreTimers(const std::vector<Message>& archives, const FormatList& formats,
+                             time_t now) {
     RestoredTimers restored;
     for (const Message& archive : archives) {
         std::unique_ptr<EventItem> item = EventItem::Instantiate(archive, formats);

@@ -16,8 +16,6 @@
 
 #include "scheduler/EventItem.h"
 
-class FormatSetting;
-
 struct RestoredTimers {
     // In stored order, without the dropped ones.
     std::vector<std::unique_ptr<EventItem>> items;
@@ -29,8 +27,8 @@ struct RestoredTimers {
     int32 damaged = 0;
 };
 
-RestoredTimers restoreTimers(const std::vector<Message>& archives,
-                             const std::vector<FormatSetting*>& formats, time_t now);
+RestoredTimers restoreTimers(const std::vector<Message>& archives, const FormatList& formats,
+                             time_t now);
 
 // The archives of `items`, in order, for the settings file.
 std::vector<Message> archiveTimers(const std::vector<const EventItem*>& items);

@@ -42,7 +42,7 @@ TavroApplication::TavroApplication(int& argc, char** argv, const TavroOptions& o
     fPreviewWindows = std::make_unique<PreviewWindowHost>(fEngine.get());
     fEngine->SetPreviewHost(fPreviewWindows.get());
     // The settings guarantee a valid lastFormat in a list that is never empty.
-    fEngine->SetFormat(gSettings.formats[size_t(gSettings.lastFormat)]);
+    fEngine->SetFormat(gSettings.FormatAt(gSettings.lastFormat));
 
     fMainWindow = new TavroWindow(gSettings.tavroFrame, "Tavro", fEngine.get());
     fMainWindow->show();

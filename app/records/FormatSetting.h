@@ -4,7 +4,9 @@
 // flattened 'Tfmt' record (big-endian, no header; see FormatSetting.cpp). Lists show it by its
 // name; the widgets that do so live in ui/, not here.
 
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "app/records/Parameter.h"
 #include "media/MediaFormat.h"
@@ -65,3 +67,6 @@ public:
     float audioQuality = 0;
     ParameterList audioParameters;
 };
+
+// A list that owns its formats.
+using FormatList = std::vector<std::unique_ptr<FormatSetting>>;

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -135,18 +136,13 @@ bool findFrame(const Message& message, const char* name, Rect* frame) {
 TavroSettings::TavroSettings() {
     // The result does not matter: whatever could not be read keeps its default.
     Load();
-    if (fileName == nullptr)
-        SetFileName("video.avi");
     if (formats.empty())
-        formats.push_back(new FormatSetting("Standard Format"));
+        formats.push_back(std::make_unique<FormatSetting>("Standard Format"));
 }
 
 TavroSettings::~TavroSettings() {
     if (fSaveAtExit)
         Save();
-    std::free(fileName);
-    for (FormatSetting* format : formats)
-        delete format;
 }
 
 status_t TavroSettings::GetPath(std::string* path) const {
@@ -165,9 +161,42 @@ status_t TavroSettings::GetPath(std::string* path) const {
 }
 
 void TavroSettings::SetFileName(const char* name) {
-    char* copy = name != nullptr ? strdup(name) : nullptr;
-    std::free(fileName);
-    fileName = copy;
+    fileName = name != nullptr ? name : "";
+}
+
+FormatSetting* TavroSettings::FormatAt(int32 index) const {
+    if (index < 0 || size_t(index) >= formats.size())
+        return nullptr;
+    return formats[size_t(index)].get();
+}
+
+int32 TavroSettings::IndexOf(const FormatSetting* format) const {
+    if (format == nullptr)
+        return -1;
+    for (size_t i = 0; i < formats.size(); i++) {
+        if (formats[i].get() == format)
+            return int32(i);
+    }
+    return -1;
+}
+
+std::unique_ptr<FormatSetting> TavroSettings::TakeFormat(const FormatSetting* format) {
+    const int32 index = IndexOf(format);
+    if (index < 0)
+        return nullptr;
+    std::unique_ptr<FormatSetting> taken = std::move(formats[size_t(index)]);
+    formats.erase(formats.begin() + index);
+    return taken;
+}
+
+void TavroSettings::SortFormats() {
+    std::stable_sort(
+        formats.begin(), formats.end(),
+        [](const std::unique_ptr<FormatSetting>& a, const std::unique_ptr<FormatSetting>& b) {
+            const FormatSetting* first = a.get();
+            const FormatSetting* second = b.get();
+            return FormatSetting::CompareFunc(&first, &second) < 0;
+        });
 }
 
 status_t TavroSettings::Load() {
@@ -210,9 +239,7 @@ status_t TavroSettings::LoadFrom(const Message& message) {
     findFrame(message, "audioSettingsFrame", &audioSettingsFrame);
     findFrame(message, "audioEncoderFrame", &audioEncoderFrame);
 
-    std::string name;
-    if (message.FindString("fileName", &name) == B_OK)
-        SetFileName(name.c_str());
+    message.FindString("fileName", &fileName);
 
     message.FindBool("showVideo", &showVideo);
     message.FindBool("showAudio", &showAudio);
@@ -237,7 +264,7 @@ status_t TavroSettings::LoadFrom(const Message& message) {
         }
         if (index == last)
             kept = int32(formats.size());
-        formats.push_back(format.release());
+        formats.push_back(std::move(format));
     }
     lastFormat = kept >= 0 ? kept : 0;
 
@@ -263,14 +290,13 @@ void TavroSettings::SaveTo(Message* message) const {
     message->AddRect("audioFrame", audioFrame);
     message->AddRect("audioSettingsFrame", audioSettingsFrame);
     message->AddRect("audioEncoderFrame", audioEncoderFrame);
-    if (fileName != nullptr)
-        message->AddString("fileName", fileName);
+    message->AddString("fileName", fileName);
     message->AddBool("showVideo", showVideo);
     message->AddBool("showAudio", showAudio);
     message->AddBool("showTimer", showTimer);
     message->AddBool("timer", timer);
     message->AddBool("showTVControls", showTVControls);
-    for (const FormatSetting* format : formats) {
+    for (const std::unique_ptr<FormatSetting>& format : formats) {
         if (format != nullptr)
             message->AddFlat("format", *format);
     }

@@ -17,7 +17,7 @@ extern const char* const kSettingsFileName;
 class TavroSettings {
 public:
     TavroSettings();
-    // Saves, then deletes the formats still listed and frees the file name.
+    // Saves; the formats still listed go with the settings.
     ~TavroSettings();
     TavroSettings(const TavroSettings&) = delete;
     TavroSettings& operator=(const TavroSettings&) = delete;
@@ -47,7 +47,18 @@ public:
     void SaveTo(Message* message) const;
     // The settings file's path; B_ENTRY_NOT_FOUND when no settings directory can be named.
     status_t GetPath(std::string* path) const;
+    // A null name is taken as "".
     void SetFileName(const char* name);
+
+    // The listed format at `index`; null when there is none.
+    FormatSetting* FormatAt(int32 index) const;
+    // The list index of `format`; -1 when it is not listed.
+    int32 IndexOf(const FormatSetting* format) const;
+    // Takes `format` out of the list and hands it to the caller, who decides how long it
+    // lives; null when it is not listed.
+    std::unique_ptr<FormatSetting> TakeFormat(const FormatSetting* format);
+    // Sorts the list by name (FormatSetting::CompareFunc); equal names keep their order.
+    void SortFormats();
 
     Rect tavroFrame{60, 60, 420, 510};
     Rect formatFrame{80, 80, 540, 400};
@@ -62,10 +73,10 @@ public:
     bool showTimer = false;
     bool timer = true;
     bool showTVControls = false;
-    char* fileName = nullptr;  // heap, owned; never null after construction
-    // Never empty after construction. The items are owned: whoever takes one out of the list
-    // deletes it (or hands it to another owner); the destructor deletes those still listed.
-    std::vector<FormatSetting*> formats;
+    std::string fileName = "video.avi";  // as stored; the default only when none was
+    // Never empty after construction. Pointers to a listed format stay valid while it is
+    // listed; one taken out with TakeFormat lives as long as its new owner keeps it.
+    FormatList formats;
     int32 lastFormat = 0;  // always a valid index into formats
     // The timer list, one archive per entry (see scheduler/TimerStore.h), stored after the
     // fields above as repeated "timedRecording" messages. The entries are read from these archives

@@ -92,7 +92,7 @@ protected:
 TEST_F(TavroSettingsTest, NoFileGivesTheDefaultsAndSavingCreatesTheDirectory) {
     Settings settings = Load();
     EXPECT_EQ(settings->tavroFrame, (Rect{60, 60, 420, 510}));
-    EXPECT_STREQ(settings->fileName, "video.avi");
+    EXPECT_EQ(settings->fileName, "video.avi");
     ASSERT_EQ(settings->formats.size(), 1u);
     EXPECT_EQ(settings->formats[0]->name, "Standard Format");
     EXPECT_EQ(settings->lastFormat, 0);
@@ -110,7 +110,7 @@ TEST_F(TavroSettingsTest, SavedSettingsLoadBackEqual) {
     settings->showAudio = settings->showTimer = settings->showTVControls = true;
     settings->SetFileName("/home/someone/Videos/news.mkv");
     settings->formats[0]->SetName("First");
-    settings->formats.push_back(new FormatSetting("Second"));
+    settings->formats.push_back(std::make_unique<FormatSetting>("Second"));
     settings->formats.back()->videoWidth = 720;
     settings->lastFormat = 1;
     settings.reset();
@@ -121,29 +121,35 @@ TEST_F(TavroSettingsTest, SavedSettingsLoadBackEqual) {
     EXPECT_EQ(loaded->audioFrame, (Rect{150, 100, 354, 142}));
     EXPECT_FALSE(loaded->showVideo || loaded->timer);
     EXPECT_TRUE(loaded->showAudio && loaded->showTimer && loaded->showTVControls);
-    EXPECT_STREQ(loaded->fileName, "/home/someone/Videos/news.mkv");
+    EXPECT_EQ(loaded->fileName, "/home/someone/Videos/news.mkv");
     ASSERT_EQ(loaded->formats.size(), 2u);
     EXPECT_EQ(loaded->formats[0]->name, "First");
     EXPECT_EQ(loaded->formats[1]->videoWidth, 720);
     EXPECT_EQ(loaded->lastFormat, 1);
 }
 
-// A remover takes a format out of the list and deletes it (the window's Remove, the editor's
-// tests); the settings delete the rest, each once (AddressSanitizer sees a second delete).
-TEST_F(TavroSettingsTest, TheSettingsDeleteTheFormatsStillListed) {
+// A format taken out of the list lives as long as its taker keeps it; the settings delete the
+// rest, each once (AddressSanitizer sees a second delete).
+TEST_F(TavroSettingsTest, ATakenFormatLivesWithItsTakerAndTheRestWithTheSettings) {
     int removed = 0;
     int kept = 0;
     Settings settings = Load();
-    settings->formats.push_back(new CountedFormat("Removed", &removed));
-    settings->formats.push_back(new CountedFormat("Kept", &kept));
-    settings->formats.push_back(new CountedFormat("Kept too", &kept));
-    delete settings->formats[1];
-    settings->formats.erase(settings->formats.begin() + 1);
-    EXPECT_EQ(removed, 1);
-    EXPECT_EQ(kept, 0);
+    settings->formats.push_back(std::make_unique<CountedFormat>("Removed", &removed));
+    settings->formats.push_back(std::make_unique<CountedFormat>("Kept", &kept));
+    settings->formats.push_back(std::make_unique<CountedFormat>("Kept too", &kept));
+    FormatSetting* listed = settings->FormatAt(1);
+    ASSERT_NE(listed, nullptr);
+    EXPECT_EQ(settings->IndexOf(listed), 1);
+    std::unique_ptr<FormatSetting> taken = settings->TakeFormat(listed);
+    EXPECT_EQ(taken.get(), listed);
+    EXPECT_EQ(settings->IndexOf(listed), -1);
+    EXPECT_EQ(settings->TakeFormat(listed), nullptr);
+    EXPECT_EQ(settings->FormatAt(3), nullptr);
     DestroyWithoutSaving(settings);
-    EXPECT_EQ(removed, 1);
+    EXPECT_EQ(removed, 0);
     EXPECT_EQ(kept, 2);
+    taken.reset();
+    EXPECT_EQ(removed, 1);
 }
 
 TEST_F(TavroSettingsTest, LoadingCorrectsNarrowWindowsAndAStrayLastFormat) {
@@ -159,7 +165,7 @@ TEST_F(TavroSettingsTest, LoadingCorrectsNarrowWindowsAndAStrayLastFormat) {
     EXPECT_EQ(settings->videoFrame, (Rect{0, 0, 10, 10}));
     EXPECT_EQ(settings->formats.size(), 3u);
     EXPECT_EQ(settings->lastFormat, 0);
-    EXPECT_STREQ(settings->fileName, "");  // stored empty: no fall-back
+    EXPECT_EQ(settings->fileName, "");  // stored empty: no fall-back
 
     for (int32 stored : {-1, 2}) {
         WriteMessage(ThreeFormats(stored));
@@ -173,7 +179,7 @@ TEST_F(TavroSettingsTest, AnotherWhatCodeIsIgnoredAndOverwritten) {
     Message message(fourcc("Tavx"));
     message.AddString("fileName", "elsewhere.avi");
     WriteMessage(message);
-    EXPECT_STREQ(Load()->fileName, "video.avi");
+    EXPECT_EQ(Load()->fileName, "video.avi");
 
     Message saved;
     Bytes bytes = ReadFile();
@@ -287,7 +293,6 @@ TEST_F(TavroSettingsTest, DamagedFilesLeaveUsableSettings) {
         ASSERT_FALSE(settings->formats.empty());
         EXPECT_LE(settings->formats.size(), 3u);
         EXPECT_LT(size_t(settings->lastFormat), settings->formats.size());
-        EXPECT_NE(settings->fileName, nullptr);
         DestroyWithoutSaving(settings);
     }
 
@@ -317,7 +322,7 @@ TEST_F(TavroSettingsTest, SavingThroughALinkReplacesItsTarget) {
     settings->SetFileName("through-the-link.avi");
     settings.reset();
     EXPECT_TRUE(fs::is_symlink(fPath));
-    EXPECT_EQ(Load()->fileName, std::string("through-the-link.avi"));
+    EXPECT_EQ(Load()->fileName, "through-the-link.avi");
     EXPECT_EQ(std::distance(fs::directory_iterator(target.parent_path()), {}), 1);
 }
 

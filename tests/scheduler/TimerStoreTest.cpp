@@ -34,9 +34,10 @@ Message archiveOf(int32 start, int32 duration, int32 mode, const char* path = "/
 }
 
 TEST(TimerStoreTest, EntrySurvivesTheSettingsFile) {
-    FormatSetting news("News");
-    FormatSetting other("Other");
-    const std::vector<FormatSetting*> formats{&other, &news};
+    FormatList formats;
+    formats.push_back(std::make_unique<FormatSetting>("Other"));
+    formats.push_back(std::make_unique<FormatSetting>("News"));
+    FormatSetting& news = *formats[1];
     const int32 start = 1795435200;
     Message archive = archiveOf(start, 2 * kHour, kModeWeekly, "/video/news-%Y.mkv", &news);
 

@@ -21,9 +21,9 @@ namespace {
 class TavroApplicationTest : public testing::Test {
 protected:
     void SetUp() override {
-        for (FormatSetting* format : gSettings.formats)
-            delete format;
-        gSettings.formats = {new FormatSetting("Large"), new FormatSetting("Small")};
+        gSettings.formats.clear();
+        gSettings.formats.push_back(std::make_unique<FormatSetting>("Large"));
+        gSettings.formats.push_back(std::make_unique<FormatSetting>("Small"));
         gSettings.formats[1]->videoWidth = 352;
         gSettings.formats[1]->videoHeight = 240;
         gSettings.lastFormat = 1;
@@ -66,7 +66,7 @@ TEST_F(TavroApplicationTest, StartsTheEngineOnTheLastFormatAndTheMainWindow) {
     EXPECT_TRUE(window->isVisible());
     EXPECT_EQ(window->windowTitle(), "Tavro");
     EXPECT_EQ(window->geometry().topLeft(), QPoint(30, 40));
-    EXPECT_EQ(window->CurrentFormat(), gSettings.formats[1]);
+    EXPECT_EQ(window->CurrentFormat(), gSettings.formats[1].get());
 }
 
 TEST_F(TavroApplicationTest, AlertNeverWaitsButHoldsTheWindowsUntilOk) {

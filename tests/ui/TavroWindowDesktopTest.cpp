@@ -92,7 +92,7 @@ TEST_F(DesktopTest, TheTitleAndTheStatusShowTheRunningRecordingAndItsFullPath) {
     ASSERT_TRUE(fDevices->IsRecording());
     EXPECT_TRUE(fs::exists(fVideos / "tonight.avi"));
     // The settings keep the name as it was given.
-    EXPECT_STREQ(gSettings.fileName, "/tmp/tavro-window-test.avi");
+    EXPECT_EQ(gSettings.fileName, "/tmp/tavro-window-test.avi");
 
     auto* file = Child<QLabel>("fileName");
     ASSERT_NE(file, nullptr);
@@ -208,7 +208,7 @@ TEST(Frames, TheFirstStartPutsThePreviewsBesideTheMainWindow) {
 }
 
 TEST_F(DesktopTest, TheFormatDescriptionShowsFourWholeLinesForTheLongestNames) {
-    FormatSetting* format = gSettings.formats[1];
+    FormatSetting* format = gSettings.formats[1].get();
     format->SetFileFormat("matroska");
     format->SetVideoEncoder("libx264");
     format->SetAudioEncoder("aac");

@@ -37,8 +37,8 @@ protected:
     // The settings' formats, "*" before the current one.
     Names Formats() {
         Names names;
-        for (const FormatSetting* format : gSettings.formats)
-            names.push_back((format == fWindow->CurrentFormat() ? "*" : "") +
+        for (const std::unique_ptr<FormatSetting>& format : gSettings.formats)
+            names.push_back((format.get() == fWindow->CurrentFormat() ? "*" : "") +
                             std::string(format->Text()));
         return names;
     }
@@ -48,7 +48,7 @@ protected:
     }
     // The format at `index` is the current one: stored, marked and named in the pop-up's field.
     void ExpectCurrent(int32 index) {
-        ASSERT_EQ(fWindow->CurrentFormat(), gSettings.formats[size_t(index)]);
+        ASSERT_EQ(fWindow->CurrentFormat(), gSettings.formats[size_t(index)].get());
         EXPECT_EQ(gSettings.lastFormat, index);
         EXPECT_EQ(Items()[size_t(index)], "*" + std::string(fWindow->CurrentFormat()->Text()));
         EXPECT_EQ(Child<QPushButton>("formatField")->text(), fWindow->CurrentFormat()->Text());
@@ -77,12 +77,12 @@ TEST_F(FormatsTest, ChoosingAnItemMakesItsFormatCurrent) {
 
     // A changed format is described again only when it is the current one.
     Message changed(kMsgFormatChanged);
-    changed.AddPointer("format", gSettings.formats[0]);
+    changed.AddPointer("format", gSettings.formats[0].get());
     gSettings.formats[0]->videoWidth = 100;
     gSettings.formats[2]->videoWidth = 200;
     Post(changed);
     EXPECT_NE(Description().find("640 x 288"), std::string::npos);
-    changed.ReplacePointer("format", 0, gSettings.formats[2]);
+    changed.ReplacePointer("format", 0, gSettings.formats[2].get());
     Post(changed);
     EXPECT_NE(Description().find("200 x 288"), std::string::npos);
 }

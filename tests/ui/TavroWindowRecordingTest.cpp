@@ -197,6 +197,28 @@ TEST_F(RecordingTest, AFileThatCannotGoOnStopsTheRecordingAndTheStatusAreaKeepsW
     EXPECT_TRUE(fWindow->LastError().contains("/no-such-directory/clip.avi"));
 }
 
+// A format deleted while a recording writes in it lasts until the file is closed: the report
+// beside the file still names it.
+TEST_F(RecordingTest, AFormatDeletedWhileRecordingLastsUntilTheFileIsClosed) {
+    // Longer than a short string's own buffer, so the name lives on the heap.
+    gSettings.FormatAt(1)->SetName("Beta, deleted while recording");
+    MakeRecordingWindow();
+    const std::string path = NewPath();
+    Post(Record(path));
+    ASSERT_TRUE(fDevices->IsRecording());
+    RecordASecond();
+    Post(Message(kMsgRemoveFormat));
+    EXPECT_EQ(gSettings.formats.size(), 2u);
+    QTest::mouseClick(StopButton(), Qt::LeftButton);
+    drain();
+    expectRecorded(path, 1.0);
+    std::ifstream reportFile(path + ".log");
+    std::stringstream report;
+    report << reportFile.rdbuf();
+    EXPECT_NE(report.str().find("Format: Beta, deleted while recording\n"), std::string::npos)
+        << report.str();
+}
+
 TEST_F(RecordingTest, ATimedRecordArrivingWhileAnAlertIsOpenStartsOnce) {
     MakeRecordingWindow();
     // The real alert box: opened, never a loop of its own.
@@ -291,7 +313,7 @@ TEST_F(RecordingTest, OutputFileComesFromTheSavePanelOrADrop) {
     reply.AddString("directory", "/tmp");
     reply.AddString("name", "clip");
     Post(reply);
-    EXPECT_STREQ(gSettings.fileName, "/tmp/clip");
+    EXPECT_EQ(gSettings.fileName, "/tmp/clip");
     EXPECT_EQ(FileNameField()->text(), "/tmp/clip");
 
     // The real panel opens in the field's directory and answers with the same message.
@@ -304,7 +326,7 @@ TEST_F(RecordingTest, OutputFileComesFromTheSavePanelOrADrop) {
     name->setText("other clip.mkv");
     static_cast<QDialog*>(panel)->accept();  // as the panel's Save button does
     drain();
-    EXPECT_STREQ(gSettings.fileName, "/tmp/other clip.mkv");
+    EXPECT_EQ(gSettings.fileName, "/tmp/other clip.mkv");
     EXPECT_FALSE(panel->isVisible());
 
     const std::string path = NewPath();
@@ -325,11 +347,11 @@ TEST_F(RecordingTest, OutputFileComesFromTheSavePanelOrADrop) {
 TEST_F(RecordingTest, ChosenTimerEntryShowsItsFileAndFormat) {
     MakeWindow();
     gSettings.formats[2]->videoWidth = 720;
-    fWindow->ShowTimerEvent("/tmp/news.avi", gSettings.formats[2]);
+    fWindow->ShowTimerEvent("/tmp/news.avi", gSettings.formats[2].get());
     EXPECT_EQ(FileNameField()->text(), "/tmp/news.avi");
     // The settings' name changes only when the field is confirmed.
-    EXPECT_STREQ(gSettings.fileName, "/tmp/tavro-window-test.avi");
-    EXPECT_EQ(fWindow->CurrentFormat(), gSettings.formats[2]);
+    EXPECT_EQ(gSettings.fileName, "/tmp/tavro-window-test.avi");
+    EXPECT_EQ(fWindow->CurrentFormat(), gSettings.formats[2].get());
     EXPECT_EQ(gSettings.lastFormat, 2);
     EXPECT_EQ(Child<QPushButton>("formatField")->text(), "Gamma");
     EXPECT_EQ(fEngine->VideoWidth(), 720);

@@ -69,11 +69,9 @@ protected:
 
     // Replaces the settings' formats with new ones of these names (defaults otherwise).
     static void SetFormats(std::initializer_list<const char*> names, int32 last) {
-        for (FormatSetting* format : gSettings.formats)
-            delete format;
         gSettings.formats.clear();
         for (const char* name : names)
-            gSettings.formats.push_back(new FormatSetting(name));
+            gSettings.formats.push_back(std::make_unique<FormatSetting>(name));
         gSettings.lastFormat = last;
     }
 

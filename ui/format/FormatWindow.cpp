@@ -126,8 +126,8 @@ FormatWindow::FormatWindow(const Rect& frame, const char* title, Tavro* engine,
     setObjectName("formatWindow");
     setWindowTitle(utf8(title));
     setAttribute(Qt::WA_DeleteOnClose);
-    if (format == nullptr && !gSettings.formats.empty())
-        format = gSettings.formats.front();
+    if (format == nullptr)
+        format = gSettings.FormatAt(0);
 
     MakeFileFormatList();
     MakeVideoEncoderList();
@@ -186,9 +186,9 @@ QWidget* FormatWindow::BuildFormatList() {
     fList->setObjectName("formatList");
     fList->setSelectionMode(QAbstractItemView::SingleSelection);
     fList->setMinimumWidth(fList->fontMetrics().horizontalAdvance("Standard Format ") * 1 + 40);
-    for (FormatSetting* format : gSettings.formats) {
+    for (const std::unique_ptr<FormatSetting>& format : gSettings.formats) {
         auto* item = new QListWidgetItem(utf8(format->Text()), fList);
-        item->setData(Qt::UserRole, QVariant::fromValue(static_cast<void*>(format)));
+        item->setData(Qt::UserRole, QVariant::fromValue(static_cast<void*>(format.get())));
     }
     // Only the user's choices are reported; the window's own selecting is not.
     connect(fList, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) {

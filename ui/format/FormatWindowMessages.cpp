@@ -191,9 +191,7 @@ bool FormatWindow::NameChanged() {
     if (name == fFormat->Text())
         return false;
     fFormat->SetName(name.c_str());
-    std::stable_sort(
-        gSettings.formats.begin(), gSettings.formats.end(),
-        [](FormatSetting* a, FormatSetting* b) { return FormatSetting::CompareFunc(&a, &b) < 0; });
+    gSettings.SortFormats();
     SortList();
     std::printf("FormatWindow: format = %p\n", static_cast<void*>(fFormat));
     std::fflush(stdout);

@@ -98,8 +98,7 @@ TavroWindow::TavroWindow(const Rect& frame, const char* title, Tavro* engine)
     setWindowTitle(fTitle);
     setAttribute(Qt::WA_DeleteOnClose);
     setAcceptDrops(true);
-    if (gSettings.lastFormat >= 0 && size_t(gSettings.lastFormat) < gSettings.formats.size())
-        fFormat = gSettings.formats[size_t(gSettings.lastFormat)];
+    fFormat = gSettings.FormatAt(gSettings.lastFormat);
 
     BuildMenus();
     BuildBody();
@@ -209,7 +208,7 @@ void TavroWindow::BuildBody() {
     // The output file.
     auto* fileRow = new QHBoxLayout;
     fileRow->addWidget(new QLabel("File Name:"));
-    fFileName = new QLineEdit(utf8(gSettings.fileName));
+    fFileName = new QLineEdit(QString::fromStdString(gSettings.fileName));
     fFileName->setObjectName("fileName");
     connect(fFileName, &QLineEdit::editingFinished, this, [this] { PostMessage(kMsgFileName); });
     fileRow->addWidget(fFileName, 1);
@@ -668,7 +667,7 @@ void TavroWindow::SetTimerEnabled(const Message* message) {
 
 void TavroWindow::FileNameChanged() {
     gSettings.SetFileName(fFileName->text().toStdString().c_str());
-    fTimerView->SetFileName(gSettings.fileName);
+    fTimerView->SetFileName(gSettings.fileName.c_str());
 }
 
 void TavroWindow::ShowSavePanel() {

@@ -172,6 +172,9 @@ private:
     void ShowLastError(const std::string& text, status_t status);
 
     Tavro* const fEngine;
+    // The recording's format once it has been deleted from the list while recording: kept
+    // for fFile until Stop (declared first, so it also outlives fFile in the destructor).
+    std::unique_ptr<FormatSetting> fRecordingFormat;
     // The running recording's file; held from Record to Stop, also when it failed to start.
     std::unique_ptr<TavroFile> fFile;
     // An element of the settings' list, not owned.

@@ -15,6 +15,7 @@
 #include "app/records/MessageCodes.h"
 #include "app/records/TavroSettings.h"
 #include "engine/Tavro.h"
+#include "engine/TavroFile.h"
 #include "media/file/FileFormats.h"
 #include "ui/format/FormatWindow.h"
 #include "ui/main/TavroWindow.h"
@@ -22,18 +23,6 @@
 #include "ui/timer/TimerView.h"
 
 namespace {
-
-// The list index of `format`; -1 when it is not in the list (or null).
-int32 indexOf(const FormatSetting* format) {
-    auto found = std::find(gSettings.formats.begin(), gSettings.formats.end(), format);
-    return found == gSettings.formats.end() ? -1 : int32(found - gSettings.formats.begin());
-}
-
-FormatSetting* formatAt(int32 index) {
-    if (index < 0 || size_t(index) >= gSettings.formats.size())
-        return nullptr;
-    return gSettings.formats[size_t(index)];
-}
 
 bool isEmpty(const char* text) {
     return text == nullptr || text[0] == '\0';
@@ -109,23 +98,23 @@ void TavroWindow::UpdateFormatsListMenu() {
         fFormatsMenu->removeAction(item);
         delete item;
     }
-    for (const FormatSetting* format : gSettings.formats)
-        fFormatsMenu->addAction(NewFormatItem(format));
+    for (const std::unique_ptr<FormatSetting>& format : gSettings.formats)
+        fFormatsMenu->addAction(NewFormatItem(format.get()));
     fFormatsMenu->addSeparator();
     QAction* add = fFormatsMenu->addAction(QString::fromUtf8("New Format…"));
     connect(add, &QAction::triggered, this, [this] { PostMessage(kMsgAddFormat); });
     QAction* remove = fFormatsMenu->addAction("Delete Current Format");
     connect(remove, &QAction::triggered, this, [this] { PostMessage(kMsgRemoveFormat); });
 
-    if (indexOf(fFormat) < 0) {
-        fFormat = formatAt(0);
+    if (gSettings.IndexOf(fFormat) < 0) {
+        fFormat = gSettings.FormatAt(0);
         UpdateFormatDescription();
     }
-    MarkFormatItem(indexOf(fFormat));
+    MarkFormatItem(gSettings.IndexOf(fFormat));
 }
 
 void TavroWindow::SelectFormat() {
-    SelectFormat(indexOf(fFormat));
+    SelectFormat(gSettings.IndexOf(fFormat));
 }
 
 void TavroWindow::SelectFormat(int32 index) {
@@ -136,10 +125,10 @@ void TavroWindow::SelectFormat(int32 index) {
 void TavroWindow::FormatChosen(const Message* message) {
     int32 index;
     // An index past the list names no format; taking it would leave lastFormat invalid.
-    if (message->FindInt32("index", &index) != B_OK || formatAt(index) == nullptr)
+    if (message->FindInt32("index", &index) != B_OK || gSettings.FormatAt(index) == nullptr)
         return;
     SelectFormat(index);
-    FormatSetting* format = formatAt(index);
+    FormatSetting* format = gSettings.FormatAt(index);
     if (format == fFormat)
         return;
     fFormat = format;
@@ -156,6 +145,9 @@ void TavroWindow::FormatChosen(const Message* message) {
     // The timer pane takes the format for its selected entry here.
 }
 
+// The editor's report names its format by pointer. Both windows live on the GUI thread, but the
+// report is queued: the format may have been deleted since. The pointer is only compared; what
+// is read is fFormat, which is listed in gSettings until RemoveFormat clears it.
 void TavroWindow::FormatChanged(const Message* message) {
     void* format;
     if (message->FindPointer("format", &format) == B_OK && format == fFormat &&
@@ -166,7 +158,7 @@ void TavroWindow::FormatChanged(const Message* message) {
 }
 
 void TavroWindow::FollowContainer() {
-    if (fFormat == nullptr || gSettings.fileName == nullptr)
+    if (fFormat == nullptr)
         return;
     media_file_format format;
     int32 cookie = 0;
@@ -181,12 +173,10 @@ void TavroWindow::FollowContainer() {
 }
 
 void TavroWindow::AddFormat() {
-    auto* format = new FormatSetting("unnamed format");
-    gSettings.formats.push_back(format);
-    std::stable_sort(
-        gSettings.formats.begin(), gSettings.formats.end(),
-        [](FormatSetting* a, FormatSetting* b) { return FormatSetting::CompareFunc(&a, &b) < 0; });
-    int32 index = indexOf(format);
+    gSettings.formats.push_back(std::make_unique<FormatSetting>("unnamed format"));
+    FormatSetting* format = gSettings.formats.back().get();
+    gSettings.SortFormats();
+    int32 index = gSettings.IndexOf(format);
 
     QList<QAction*> items = fFormatsMenu->actions();
     fFormatsMenu->insertAction(items.value(index, nullptr), NewFormatItem(format));
@@ -204,9 +194,9 @@ void TavroWindow::AddFormat() {
 void TavroWindow::RemoveFormat() {
     if (fFormat == nullptr)
         return;
-    int32 index = indexOf(fFormat);
+    int32 index = gSettings.IndexOf(fFormat);
+    std::unique_ptr<FormatSetting> removed = gSettings.TakeFormat(fFormat);
     if (index >= 0) {
-        gSettings.formats.erase(gSettings.formats.begin() + index);
         QAction* item = fFormatsMenu->actions().value(index, nullptr);
         if (item != nullptr) {
             fFormatsMenu->removeAction(item);
@@ -217,7 +207,9 @@ void TavroWindow::RemoveFormat() {
     // The editor forgets it before it is deleted.
     if (auto* editor = qobject_cast<FormatWindow*>(fFormatWindow.data()))
         editor->RemoveFormat(fFormat);
-    delete fFormat;
+    // The running recording's file reads its format until it closes (the report names it).
+    if (fFile != nullptr && fFile->format == removed.get())
+        fRecordingFormat = std::move(removed);
     // Forgotten at once: a new format may be allocated where this one was.
     fFormat = nullptr;
 

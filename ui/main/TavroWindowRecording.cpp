@@ -28,10 +28,6 @@
 
 namespace {
 
-bool isEmpty(const char* text) {
-    return text == nullptr || text[0] == '\0';
-}
-
 bool exists(const std::string& path) {
     std::error_code error;
     return std::filesystem::exists(std::filesystem::symlink_status(path, error));
@@ -65,7 +61,7 @@ void TavroWindow::ShowIncompleteSettingsAlert(QWidget* parent) {
 }
 
 void TavroWindow::Record(Message* message) {
-    if (isEmpty(gSettings.fileName) || fFormat == nullptr || fFormat->fileFormat.empty() ||
+    if (gSettings.fileName.empty() || fFormat == nullptr || fFormat->fileFormat.empty() ||
         fFormat->videoEncoder.empty()) {
         ShowIncompleteSettingsAlert(this);
         fRecordFailure = "the format's settings are not complete";
@@ -199,6 +195,7 @@ void TavroWindow::Stop() {
         ShowLastError("Could not finish the video file.", closed);
     }
     fFile.reset();
+    fRecordingFormat.reset();
     // Enabled first: a disabled button takes no focus.
     fRecordButton->setEnabled(true);
     // A disabled button passes its focus on to the next widget, the file name field, with its
@@ -338,6 +335,6 @@ void TavroWindow::RefsReceived(Message* message) {
 
 void TavroWindow::SetFileName(const std::string& path) {
     gSettings.SetFileName(path.c_str());
-    fFileName->setText(QString::fromUtf8(gSettings.fileName));
-    fTimerView->SetFileName(gSettings.fileName);
+    fFileName->setText(QString::fromStdString(gSettings.fileName));
+    fTimerView->SetFileName(gSettings.fileName.c_str());
 }

@@ -283,7 +283,7 @@ void TimerView::AddEvent() {
     item->SetStartTime(int32(now / kStartGrid * kStartGrid + kStartAhead));
     item->SetDuration(kDefaultDuration);
     item->SetRepeatMode(kModeToday);
-    item->SetFileName(gSettings.fileName);
+    item->SetFileName(gSettings.fileName.c_str());
     // Without a name from the TV pane, the entry names its channel by number.
     item->SetChannel(fWindow->Channel(),
                      fWindow->ChannelName().empty() ? nullptr : fWindow->ChannelName().c_str());

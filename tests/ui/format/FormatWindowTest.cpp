@@ -86,11 +86,9 @@ protected:
     }
 
     static void SetFormats(std::initializer_list<const char*> names) {
-        for (FormatSetting* format : gSettings.formats)
-            delete format;
         gSettings.formats.clear();
         for (const char* name : names)
-            gSettings.formats.push_back(new FormatSetting(name));
+            gSettings.formats.push_back(std::make_unique<FormatSetting>(name));
         gSettings.lastFormat = 0;
     }
 
@@ -127,7 +125,7 @@ protected:
 };
 
 TEST_F(FormatWindowTest, UnknownFileFormatMarksNothingAndDisablesBothEncoderMenus) {
-    FormatSetting* format = gSettings.formats[0];
+    FormatSetting* format = gSettings.formats[0].get();
     format->SetFileFormat("no-such-container");
     Open(format);
     EXPECT_EQ(fWindow->FileFormat(), nullptr);
@@ -143,7 +141,7 @@ TEST_F(FormatWindowTest, UnknownFileFormatMarksNothingAndDisablesBothEncoderMenu
 }
 
 TEST_F(FormatWindowTest, OffersWhatEachContainerHoldsAndAlwaysNoAudio) {
-    Open(gSettings.formats[0]);
+    Open(gSettings.formats[0].get());
     auto* files = Child<MenuField>("fileFormatField");
     auto* video = Child<MenuField>("videoEncoderField");
     auto* audio = Child<MenuField>("audioEncoderField");
@@ -179,7 +177,7 @@ TEST_F(FormatWindowTest, OffersWhatEachContainerHoldsAndAlwaysNoAudio) {
 }
 
 TEST_F(FormatWindowTest, SizeMenuHalvesDoublesAndIgnoresTheCurrentSize) {
-    FormatSetting* format = gSettings.formats[0];
+    FormatSetting* format = gSettings.formats[0].get();
     Open(format);
     QMenu* sizes = Child<QToolButton>("sizeButton")->menu();
     auto item = [&](const char* label) -> QAction* {
@@ -218,7 +216,7 @@ TEST_F(FormatWindowTest, SizeMenuHalvesDoublesAndIgnoresTheCurrentSize) {
 }
 
 TEST_F(FormatWindowTest, TypedSizesTakeNumbersOnly) {
-    FormatSetting* format = gSettings.formats[0];
+    FormatSetting* format = gSettings.formats[0].get();
     Open(format);
     auto* width = Child<QLineEdit>("videoWidth");
     width->setText("640");
@@ -239,7 +237,7 @@ TEST_F(FormatWindowTest, FrameRateItemsFollowTheInputAndMarkByPosition) {
     input.type = B_MEDIA_RAW_VIDEO;
     input.raw_video.field_rate = 25;
     fEngine->SetConnectedVideoFormat(input);
-    FormatSetting* shown = gSettings.formats[0];
+    FormatSetting* shown = gSettings.formats[0].get();
     Open(shown);
     auto* rates = Child<MenuField>("frameRateField");
     EXPECT_EQ(labels(rates),
@@ -254,8 +252,9 @@ TEST_F(FormatWindowTest, FrameRateItemsFollowTheInputAndMarkByPosition) {
     for (const Case& each : cases) {
         gSettings.formats[1]->frameDivisor = each.divisor;
         gSettings.formats[2]->frameDivisor = each.divisor;
-        FormatSetting* next =
-            fWindow->Format() == gSettings.formats[1] ? gSettings.formats[2] : gSettings.formats[1];
+        FormatSetting* next = fWindow->Format() == gSettings.formats[1].get()
+                                  ? gSettings.formats[2].get()
+                                  : gSettings.formats[1].get();
         fWindow->SetFormat(next);
         EXPECT_EQ(rates->Items().indexOf(rates->MarkedItem()), each.marked) << each.divisor;
     }
@@ -272,7 +271,7 @@ TEST_F(FormatWindowTest, FrequenciesFollowTheAudioInput) {
     input.raw_audio.frame_rate = 48000;
     input.raw_audio.channel_count = 2;
     fEngine->SetConnectedAudioFormat(input);
-    FormatSetting* format = gSettings.formats[0];
+    FormatSetting* format = gSettings.formats[0].get();
     format->audioFrameRate = 24000;
     Open(format);
     auto* frequencies = Child<MenuField>("frequencyField");
@@ -285,7 +284,7 @@ TEST_F(FormatWindowTest, FrequenciesFollowTheAudioInput) {
 }
 
 TEST_F(FormatWindowTest, RenamingResortsTheSettingsAndTheList) {
-    FormatSetting* beta = gSettings.formats[1];
+    FormatSetting* beta = gSettings.formats[1].get();
     Open(beta);
     auto* name = Child<QLineEdit>("formatName");
     EXPECT_EQ(name->text(), "Beta");
@@ -293,7 +292,7 @@ TEST_F(FormatWindowTest, RenamingResortsTheSettingsAndTheList) {
     Send(Message(kMsgFormatName));
     EXPECT_EQ(beta->name, "zulu");
     std::vector<std::string> order;
-    for (FormatSetting* format : gSettings.formats)
+    for (const std::unique_ptr<FormatSetting>& format : gSettings.formats)
         order.push_back(format->Text());
     EXPECT_EQ(order, (std::vector<std::string>{"Alpha", "Gamma", "zulu"}));
     auto* list = Child<QListWidget>("formatList");
@@ -308,7 +307,7 @@ TEST_F(FormatWindowTest, RenamingResortsTheSettingsAndTheList) {
 }
 
 TEST_F(FormatWindowTest, EveryEditGoesIntoTheFormatAndIsReported) {
-    FormatSetting* format = gSettings.formats[0];
+    FormatSetting* format = gSettings.formats[0].get();
     Open(format);
 
     auto* slider = Child<QualitySlider>("qualitySlider");
@@ -357,12 +356,12 @@ TEST_F(FormatWindowTest, EveryEditGoesIntoTheFormatAndIsReported) {
 }
 
 TEST_F(FormatWindowTest, ShowsQualityCutOffNotRounded) {
-    FormatSetting* format = gSettings.formats[1];
+    FormatSetting* format = gSettings.formats[1].get();
     format->videoQuality = 0.599f;
     Open(format);
     auto* slider = Child<QualitySlider>("qualitySlider");
     EXPECT_EQ(slider->Value(), 59);
-    fWindow->SetFormat(gSettings.formats[0]);
+    fWindow->SetFormat(gSettings.formats[0].get());
     EXPECT_EQ(slider->Value(), 0);
     EXPECT_STREQ(slider->UpdateText(), "Not specified");
     // Showing a format is not an edit.
@@ -371,7 +370,7 @@ TEST_F(FormatWindowTest, ShowsQualityCutOffNotRounded) {
 
 TEST_F(FormatWindowTest, ForwardsListRequestsAndReportsItsClosing) {
     Open(nullptr);
-    EXPECT_EQ(fWindow->Format(), gSettings.formats[0]);
+    EXPECT_EQ(fWindow->Format(), gSettings.formats[0].get());
     Child<QPushButton>("addButton")->click();
     Child<QPushButton>("removeButton")->click();
     drain();
@@ -384,14 +383,14 @@ TEST_F(FormatWindowTest, ForwardsListRequestsAndReportsItsClosing) {
     drain();
     ASSERT_EQ(fMain.Count(kMsgFormat), 1);
     EXPECT_EQ(fMain.received.back().GetInt32("index", -1), 2);
-    EXPECT_EQ(fWindow->Format(), gSettings.formats[2]);
+    EXPECT_EQ(fWindow->Format(), gSettings.formats[2].get());
     // The main window's own choice is not sent back to it.
     Message selected(kMsgFormatSelected);
     selected.AddInt32("index", 1);
     selected.AddBool("fromMainLooper", true);
     Send(selected);
     EXPECT_EQ(fMain.Count(kMsgFormat), 1);
-    EXPECT_EQ(fWindow->Format(), gSettings.formats[1]);
+    EXPECT_EQ(fWindow->Format(), gSettings.formats[1].get());
 
     fWindow->setGeometry(QRect(QPoint(200, 150), fWindow->size()));
     const QRect place = fWindow->geometry();
@@ -421,21 +420,21 @@ TEST_F(FormatWindowTest, MainWindowKeepsAnOpenEditorsListComplete) {
     }
     ASSERT_FALSE(fWindow.isNull());
     EXPECT_EQ(fWindow->windowTitle(), "Tavro - Formats");
-    EXPECT_EQ(fWindow->Format(), gSettings.formats[1]);
+    EXPECT_EQ(fWindow->Format(), gSettings.formats[1].get());
     auto* list = Child<QListWidget>("formatList");
 
     main->PostMessage(Message(kMsgAddFormat));
     drain();
     EXPECT_EQ(listed(list), QStringList({"Alpha", "Beta", "Gamma", "unnamed format"}));
-    EXPECT_EQ(fWindow->Format(), gSettings.formats[3]);
-    EXPECT_EQ(main->CurrentFormat(), gSettings.formats[3]);
+    EXPECT_EQ(fWindow->Format(), gSettings.formats[3].get());
+    EXPECT_EQ(main->CurrentFormat(), gSettings.formats[3].get());
 
     // Deleting the current format moves both windows to the one before it.
     main->PostMessage(Message(kMsgRemoveFormat));
     drain();
     EXPECT_EQ(listed(list), QStringList({"Alpha", "Beta", "Gamma"}));
-    EXPECT_EQ(fWindow->Format(), gSettings.formats[2]);
-    EXPECT_EQ(main->CurrentFormat(), gSettings.formats[2]);
+    EXPECT_EQ(fWindow->Format(), gSettings.formats[2].get());
+    EXPECT_EQ(main->CurrentFormat(), gSettings.formats[2].get());
 
     // An edit in the editor shows in the main window's description, and a new container
     // gives the file name its extension.
@@ -444,7 +443,7 @@ TEST_F(FormatWindowTest, MainWindowKeepsAnOpenEditorsListComplete) {
     EXPECT_TRUE(description.endsWith("mono")) << description.toStdString();
     gSettings.SetFileName("/tmp/clip.avi");
     Choose(itemNamed(Child<MenuField>("fileFormatField"), "Matroska"));
-    EXPECT_STREQ(gSettings.fileName, "/tmp/clip.mkv");
+    EXPECT_EQ(gSettings.fileName, "/tmp/clip.mkv");
     EXPECT_EQ(main->findChild<QLineEdit*>("fileName")->text(), "/tmp/clip.mkv");
 
     fWindow->close();
@@ -460,7 +459,7 @@ class EncoderWindowTest : public FormatWindowTest {
 protected:
     void SetUp() override {
         FormatWindowTest::SetUp();
-        for (FormatSetting* format : gSettings.formats) {
+        for (const std::unique_ptr<FormatSetting>& format : gSettings.formats) {
             format->SetFileFormat("matroska");
             format->SetVideoEncoder("libx264");
             format->SetAudioEncoder("aac");
@@ -501,7 +500,7 @@ protected:
 
 TEST_F(EncoderWindowTest, ButtonsFollowTheChosenEncoders) {
     gSettings.formats[1]->SetAudioEncoder("");
-    Open(gSettings.formats[0]);
+    Open(gSettings.formats[0].get());
     EXPECT_TRUE(Child<QPushButton>("videoEncoderParameters")->isEnabled());
     EXPECT_TRUE(Child<QPushButton>("audioEncoderParameters")->isEnabled());
     Send([] {
@@ -515,7 +514,7 @@ TEST_F(EncoderWindowTest, ButtonsFollowTheChosenEncoders) {
 }
 
 TEST_F(EncoderWindowTest, ClosingStoresTheValuesAndTheNextOpeningShowsThem) {
-    FormatSetting* format = gSettings.formats[0];
+    FormatSetting* format = gSettings.formats[0].get();
     Open(format);
     Child<QPushButton>("videoEncoderParameters")->click();
     drain();
@@ -547,7 +546,7 @@ TEST_F(EncoderWindowTest, ClosingStoresTheValuesAndTheNextOpeningShowsThem) {
 }
 
 TEST_F(EncoderWindowTest, UnsetOptionsSayTheEncodersDefaultAndTheSliderReturnsToIt) {
-    FormatSetting* format = gSettings.formats[0];
+    FormatSetting* format = gSettings.formats[0].get();
     Open(format);
     Child<QPushButton>("videoEncoderParameters")->click();
     drain();
@@ -583,8 +582,8 @@ TEST_F(EncoderWindowTest, UnsetOptionsSayTheEncodersDefaultAndTheSliderReturnsTo
 }
 
 TEST_F(EncoderWindowTest, SwitchingFormatOrEncoderSettlesTheOpenWindowsIntoTheFormatShown) {
-    FormatSetting* alpha = gSettings.formats[0];
-    FormatSetting* beta = gSettings.formats[1];
+    FormatSetting* alpha = gSettings.formats[0].get();
+    FormatSetting* beta = gSettings.formats[1].get();
     Open(alpha);
     Child<QPushButton>("videoEncoderParameters")->click();
     Child<QPushButton>("audioEncoderParameters")->click();

@@ -25,7 +25,7 @@ TEST(PreviewScreenshotTest, ProgramShowsTheMovingPictureAndTheLevels) {
     XvfbSession display;
     ASSERT_TRUE(display.Start("1280x1024x24"));
     // Both previews, the video window at 100 % of the format's picture.
-    const FormatSetting* format = gSettings.formats[size_t(gSettings.lastFormat)];
+    const FormatSetting* format = gSettings.formats[size_t(gSettings.lastFormat)].get();
     const int width = format->videoWidth, height = format->videoHeight;
     gSettings.showVideo = gSettings.showAudio = true;
     gSettings.videoFrame = Rect{400, 100, float(400 + width - 1), float(100 + height - 1)};

@@ -229,13 +229,13 @@ TEST_F(TimerViewTest, WindowControlsFollowIntoTheSelectedEntry) {
     Message chosen(kMsgFormat);
     chosen.AddInt32("index", 2);
     Post(chosen);
-    EXPECT_EQ(item->Format(), gSettings.formats[2]);
+    EXPECT_EQ(item->Format(), gSettings.formats[2].get());
     // The format goes away: the entry keeps no pointer to it, and takes the one the window
     // chooses instead.
     Post(Message(kMsgRemoveFormat));
     ASSERT_EQ(gSettings.formats.size(), 2u);
     EXPECT_EQ(item->Format(), fWindow->CurrentFormat());
-    EXPECT_EQ(item->Format(), gSettings.formats[1]);
+    EXPECT_EQ(item->Format(), gSettings.formats[1].get());
 }
 
 TEST_F(TimerViewTest, RunningEntryIsDisabledAndPaintedAsRecording) {
