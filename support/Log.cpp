@@ -20,7 +20,8 @@ std::atomic<LogLevel>& threshold() {
     return level;
 }
 
-void writeLine(LogLevel level, const char* format, va_list arguments) {
+__attribute__((format(printf, 2, 0))) void writeLine(LogLevel level, const char* format,
+                                                     va_list arguments) {
     if (!LogEnabled(level))
         return;
     char stackText[512];

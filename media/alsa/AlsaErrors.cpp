@@ -10,7 +10,10 @@
 
 namespace {
 
-void toLog(const char* file, int line, const char* function, int error, const char* format, ...) {
+// alsa-lib's handler type; the attribute lets the compiler check that `format` reaches vsnprintf
+// as a format.
+__attribute__((format(printf, 5, 6))) void toLog(const char* file, int line, const char* function,
+                                                 int error, const char* format, ...) {
     if (!LogEnabled(LogLevel::kDebug))
         return;
     char text[512];

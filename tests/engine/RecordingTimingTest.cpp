@@ -1,6 +1,7 @@
 // Recordings on the built-in test signal in real time, measured with the sync meter: sound at
 // any rate and channel count at true speed, both streams on one clock through a stall of the
-// audio input, and a writer held back until its ring overflows.
+// audio input, a writer held back until its ring overflows; and the frames and sound in a file
+// counted against the clock.
 
 #include <gtest/gtest.h>
 
@@ -17,6 +18,7 @@
 #include "media/file/SyncMeter.h"
 #include "media/testsignal/TestToneProducer.h"
 #include "support/Clock.h"
+#include "tests/engine/EngineRecordingFixture.h"
 #include "tests/engine/EngineTestSupport.h"
 
 namespace {
@@ -260,6 +262,118 @@ TEST_F(RecordingTiming, AWriterThatFallsBehindDropsWholeFramesAndCountsThem) {
     EXPECT_EQ(sync.framesMissing, droppedVideo) << FormatSyncReport(sync);
     EXPECT_TRUE(sync.measured) << FormatSyncReport(sync);
     EXPECT_LE(sync.maxAbsOffsetMs, syncLimitMs()) << FormatSyncReport(sync);
+}
+
+TEST_F(EngineRecording, FourSecondsInTheDefaultFormatMatchTheClock) {
+    Tavro engine(testSignal(true));
+    ASSERT_TRUE(engine.VideoConnected());
+    ASSERT_TRUE(engine.AudioConnected());
+    media_format connected;
+    engine.GetAudioFormat(&connected);
+    const int64 bufferFrames = int64(connected.raw_audio.buffer_size / 4);
+    auto soundSpan = [&] {
+        return engine.AudioConsumerNode()->ExpectedBuffers() * bufferFrames * 1000000 / 44100;
+    };
+    // Four seconds, and then until the picture has caught up with the clock: a machine busy
+    // elsewhere holds the test signal up, and what it holds up at the end would otherwise be
+    // neither in the file nor counted as dropped. A picture whose times fall behind the clock
+    // never catches up, and the frame count below fails. The sound is stopped once it has
+    // reached the picture's end, for the same reason (at most 5 s later).
+    beforeSoundStops = [&] {
+        const bigtime_t until = system_time() + 5000000;
+        while (soundSpan() < videoStopped - started - 20000 && system_time() < until)
+            snooze(10000);
+    };
+    Record(engine, [&] {
+        const bigtime_t elapsed = system_time() - started;
+        return elapsed >= 4000000 && (engine.VideoFramesCounter() + 1) * 40000 >= elapsed - 80000;
+    });
+    ASSERT_TRUE(alerts.empty()) << alerts.front().text;
+
+    MovieSummary movie = readMovie(path);
+    ASSERT_EQ(movie.openError, 0);
+    const StreamSummary* video = movie.Video();
+    ASSERT_NE(video, nullptr);
+    EXPECT_EQ(video->width, 384);
+    EXPECT_EQ(video->height, 288);
+    // 25 frames a second for as long as the picture was recorded, written or counted as
+    // dropped (the drift rule drops what a busy machine delivered late; a full ring refuses
+    // frames).
+    const double frames = double(video->frames + droppedVideo);
+    EXPECT_GE(frames, double(stopped - started) / 40000 - 2);
+    EXPECT_LE(frames, double(videoStopped - startCalled) / 40000 + 2);
+    EXPECT_EQ(video->decodeErrors, 0);
+    // Every frame the node put into the ring reached the file.
+    EXPECT_EQ(video->frames, recordedVideo);
+    EXPECT_LE(ringFullVideo, droppedVideo);
+    // The counter runs from the first frame's time; the first frame comes on top.
+    EXPECT_EQ(droppedVideo, std::max<int64>(0, videoCounter + 1 - recordedVideo));
+
+    const StreamSummary* audio = movie.Audio();
+    ASSERT_NE(audio, nullptr);
+    EXPECT_EQ(audio->sampleRate, 44100);
+    EXPECT_EQ(audio->channels, 2);
+    // The sound runs from the first picture to the end of the last buffer: within a frame
+    // and two buffers of the picture's length, plus what the sound went on recording after
+    // the picture had stopped.
+    const double soundAfterPicture = double(audioStopped - stopped) / 1000000;
+    const double twoBuffers = 2.0 * double(bufferFrames) / 44100;
+    EXPECT_GE(double(audio->samples) / 44100, video->endSeconds - 0.04 - twoBuffers);
+    EXPECT_LE(double(audio->samples) / 44100,
+              video->endSeconds + 0.04 + twoBuffers + soundAfterPicture);
+    // Every buffer the node recorded was written (the part of them captured before the first
+    // picture is left out of the file by design: how much depends on how long a busy machine
+    // held the picture up, so the file's length is checked against the picture's above).
+    Figures sound;
+    const std::string report = TakeReport();
+    ASSERT_TRUE(ReadFigures(report, "Sound buffers", "buffers", &sound)) << report;
+    EXPECT_EQ(sound.written, recordedAudio) << report;
+    EXPECT_EQ(sound.written + sound.dropped, sound.expected) << report;
+}
+
+// Skip frames 2 records every second frame and declares half the rate; a 44,100 Hz stereo
+// input into a 22,050 Hz mono track writes half the frames.
+TEST_F(EngineRecording, SkipFramesAndAReducedAudioTrackWriteHalfTheFrames) {
+    Tavro engine(testSignal(false));
+    format.frameDivisor = 2;
+    format.audioFrameRate = 22050;
+    format.audioChannels = 1;
+    media_format input;
+    engine.GetAudioFormat(&input);
+    ASSERT_EQ(input.raw_audio.frame_rate, 44100.0f);
+    ASSERT_EQ(input.raw_audio.channel_count, 2u);
+    Record(engine, [&] {
+        return engine.VideoConsumerNode()->RecordedFrames() >= 30 &&
+               engine.AudioConsumerNode()->RecordedFrames() >= 50;
+    });
+    EXPECT_EQ(engine.VideoConsumerNode()->SkipFrames(), 2);
+    MovieSummary movie = readMovie(path);
+    ASSERT_NE(movie.Video(), nullptr);
+    EXPECT_EQ(movie.Video()->frames, recordedVideo);
+    // Frames of 80 ms each: half the input's 25 per second.
+    EXPECT_NEAR(movie.Video()->endSeconds / double(recordedVideo), 0.08, 0.005);
+    ASSERT_NE(movie.Audio(), nullptr);
+    EXPECT_EQ(movie.Audio()->sampleRate, 22050);
+    EXPECT_EQ(movie.Audio()->channels, 1);
+    EXPECT_EQ(movie.Audio()->samples, recordedAudio * int64(input.raw_audio.buffer_size / 4 / 2));
+
+    // The report beside the file: what was recorded, as the file holds it.
+    const std::string report = TakeReport();
+    for (const std::string& expected :
+         {"File: " + path + "\n", std::string("Format: test\n"), std::string("Container: avi\n"),
+          std::string("Video: raw-video, 384x288 B_RGB32, 12.500 frames/s\n"),
+          std::string("Audio: raw-audio, 22050 Hz, 1 channel\n"),
+          std::string("Video input: Test Picture (test-picture)\n"),
+          "Video frames written: " + std::to_string(movie.Video()->frames) + "\n",
+          std::string("Errors: none\n")})
+        EXPECT_NE(report.find(expected), std::string::npos) << expected << "in\n" << report;
+    EXPECT_NE(report.find("Started: "), std::string::npos) << report;
+    EXPECT_NE(report.find("Stopped: "), std::string::npos) << report;
+    // Every buffer the node recorded was written (none left, none failed).
+    Figures sound;
+    ASSERT_TRUE(ReadFigures(report, "Sound buffers", "buffers", &sound)) << report;
+    EXPECT_EQ(sound.written, recordedAudio);
+    EXPECT_EQ(sound.written + sound.dropped, sound.expected) << report;
 }
 
 }  // namespace
