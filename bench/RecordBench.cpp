@@ -16,8 +16,9 @@
 // Against the ffmpeg tool: for mpeg4 (avi) and libx264 (matroska) at 720x576 and 1920x1080,
 // captured in RGB32 and in YCbCr422, --ratio-seconds (default 10) of the paced test signal
 // recorded with the encoder's defaults and raw sound; then the same number of test pictures,
-// drawn in the same colour space, piped into `ffmpeg -f rawvideo ... -threads 1` with the same
-// encoder and options. Both sides convert from the capture colour space to the encoder's.
+// drawn in the same colour space, piped into `ffmpeg -f rawvideo ...` with the same encoder,
+// options and threads, and the same length of raw sound beside them. Both sides convert from the
+// capture colour space to the encoder's.
 // The record path's CPU per frame is the whole process's less the test picture's drawing
 // and the sync check the file's report makes of a test-picture recording when it closes
 // (a capture card costs neither), set against the tool's; the A/V offset that
@@ -481,6 +482,15 @@ RatioRun runRatioCase(const RatioCase& test, double seconds) {
     run.checkMs = (processCpuSeconds() - checkStart) * 1000 / double(run.frames);
     std::remove(path.c_str());
 
+    // The tool writes the same sound beside the picture: raw 44.1 kHz stereo as long as the
+    // recorded frames (what the samples are costs nothing in raw sound).
+    const std::string soundPath = scratchPath("ratio-sound", "raw");
+    if (FILE* sound = std::fopen(soundPath.c_str(), "wb")) {
+        const std::vector<char> frameOfSound(44100 / 25 * 4, 0);
+        for (int64 n = 0; n < run.frames; n++)
+            std::fwrite(frameOfSound.data(), 1, frameOfSound.size(), sound);
+        std::fclose(sound);
+    }
     const std::string toolPath = scratchPath("ratio-tool", test.extension);
     std::vector<std::string> arguments = {
         "-f",       "rawvideo",
@@ -488,12 +498,20 @@ RatioRun runRatioCase(const RatioCase& test, double seconds) {
         "-s",       std::to_string(test.width) + "x" + std::to_string(test.height),
         "-r",       "25",
         "-i",       "-",
-        "-threads", "1",
+        "-f",       "s16le",
+        "-ar",      "44100",
+        "-ac",      "2",
+        "-i",       soundPath,
+        "-c:a",     "pcm_s16le",
         "-c:v",     test.encoder,
         "-pix_fmt", "yuv420p"};
-    // The track holds a libx264 to a short lookahead, so that a crash loses little.
+    // The encoders thread as the track opens them: mpeg4 on one thread (libavcodec's default,
+    // which the tool would otherwise raise), libx264 as it threads itself on both sides; the
+    // track holds a libx264 to a short lookahead, so that a crash loses little.
     if (std::strcmp(test.encoder, "libx264") == 0)
         arguments.insert(arguments.end(), {"-rc-lookahead", "5"});
+    else
+        arguments.insert(arguments.end(), {"-threads", "1"});
     arguments.push_back(toolPath);
     double drawing = 0;
     const double tool = runFfmpegTool(arguments, [&](int fd) {
@@ -503,6 +521,7 @@ RatioRun runRatioCase(const RatioCase& test, double seconds) {
         return drawing >= 0;
     });
     std::remove(toolPath.c_str());
+    std::remove(soundPath.c_str());
     if (tool < 0 || drawing < 0)
         return run;
     run.toolMs = tool * 1000 / double(run.frames);
