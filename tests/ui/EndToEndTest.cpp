@@ -49,7 +49,14 @@ TEST(EndToEndTest, RecordsThroughTheWindowAndKeepsItsState) {
     // wraps to the last control that takes the focus: Record (Stop is still disabled).
     const int closedHeight = display.GeometryOf(window).height();
     display.Keys("Tab Tab Tab Tab Tab space shift+Tab space");
-    const int openHeight = display.GeometryOf(window).height();
+    // The window grows by the opened pane once it has resized itself on the screen.
+    int openHeight = closedHeight;
+    eventually(
+        [&] {
+            openHeight = display.GeometryOf(window).height();
+            return openHeight >= closedHeight + 16;
+        },
+        5s);
     display.Keys("shift+Tab shift+Tab shift+Tab shift+Tab shift+Tab space");
     const auto started = std::chrono::steady_clock::now();
     ASSERT_TRUE(eventually(

@@ -77,10 +77,12 @@ TEST(TimerEndToEndTest, RepeatingTimerRecordsEachRunIntoAFileOfItsOwn) {
         return std::filesystem::file_size(path, error) > 0 && !error;
     };
     ASSERT_TRUE(eventually([&] { return recorded(first); }, 30s)) << first;
-    std::this_thread::sleep_for(1s);
-    const QImage running = display.Screenshot(window, TAVRO_TIMER_SCREENSHOT);
+    // The row shows RECORDING once the window has drawn the running entry.
+    EXPECT_TRUE(eventually(
+        [&] { return recordingPixels(display.Screenshot(window, TAVRO_TIMER_SCREENSHOT)) > 1000; },
+        10s))
+        << "no RECORDING row";
     std::printf("Screenshot during the first run: %s\n", TAVRO_TIMER_SCREENSHOT);
-    EXPECT_GT(recordingPixels(running), 1000) << "no RECORDING row";
 
     ASSERT_TRUE(eventually([&] { return recorded(second); }, 30s)) << second;
     // After the second run's end the row is back to normal (a loaded machine ends it late).
