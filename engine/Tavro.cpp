@@ -1,5 +1,6 @@
-// The engine's construction, its formats and the preview windows. The graph is in
-// TavroGraph.cpp, the recording in TavroRecording.cpp, the input controls in TavroControls.cpp.
+// The engine's construction, the recording's forwarders to the recorder, the formats and the
+// preview windows. The graph is in TavroGraph.cpp, the input controls in TavroControls.cpp,
+// the recording itself in Recorder.cpp.
 
 #include "engine/Tavro.h"
 
@@ -29,19 +30,82 @@ Tavro::Tavro(TavroOptions options, std::unique_ptr<DeviceBackend> backend)
 }
 
 Tavro::~Tavro() {
-    if (fRecording.load())
+    if (fRecorder.IsRecording())
         Stop();
+    // The nodes go before the rings they write into (the recorder's, which goes after).
     TearDownNodes();
-    fAudioRing.reset();
-    fVideoRing.reset();
 }
 
 void Tavro::SetStopTarget(MessageTarget* target) {
-    fStopTarget.store(target);
+    fRecorder.SetStopTarget(target);
 }
 
 void Tavro::SetStatusView(RingMonitor* view) {
-    fStatusView = view;
+    fRecorder.SetStatusView(view);
+}
+
+// --- Recording ---
+
+status_t Tavro::SetVideoTrack(MediaTrack* track) {
+    return fRecorder.SetVideoTrack(track);
+}
+
+status_t Tavro::SetAudioTrack(MediaTrack* track) {
+    return fRecorder.SetAudioTrack(track);
+}
+
+status_t Tavro::Start() {
+    return fRecorder.Start(fAudio.unpaced);
+}
+
+status_t Tavro::Stop() {
+    fRecorder.Stop();
+    // The changes held back during the recording.
+    FlushChanges();
+    return B_OK;
+}
+
+void Tavro::StopOnError(const char* text, status_t status) {
+    fRecorder.StopOnError(text, status);
+}
+
+status_t Tavro::StoppedInput(bool withAudio, std::string* notice) const {
+    status_t status = fVideo.Stopped(notice);
+    if (status == B_OK && withAudio)
+        status = fAudio.Stopped(notice);
+    return status;
+}
+
+status_t Tavro::RecordingError(std::string* text) const {
+    return fRecorder.RecordingError(text);
+}
+
+bool Tavro::FillReport(const MediaFile* file, RecordingReport* report) {
+    return fRecorder.FillReport(file, report, fRoster.get());
+}
+
+int64 Tavro::VideoFramesCounter() {
+    return fRecorder.VideoFramesCounter();
+}
+
+int64 Tavro::DroppedVideoFrames() {
+    return fRecorder.DroppedVideoFrames();
+}
+
+int64 Tavro::AudioFramesCounter() {
+    return fRecorder.AudioFramesCounter();
+}
+
+int64 Tavro::DroppedAudioFrames() {
+    return fRecorder.DroppedAudioFrames();
+}
+
+int64 Tavro::VideoRingFullDrops() {
+    return fRecorder.VideoRingFullDrops();
+}
+
+int64 Tavro::AudioRingFullDrops() {
+    return fRecorder.AudioRingFullDrops();
 }
 
 void Tavro::SetPreviewHost(PreviewHost* host) {

@@ -1,9 +1,10 @@
 #pragma once
 // The recording engine: the live media graph (the default video and audio inputs, each
-// connected to a consumer node of the engine's own), the controls of the inputs, and the
-// recording pipeline (two rings, the "video writer" and "audio writer" threads, the frame
-// counters). One object, made by the application (or the headless recorder) and alive as
-// long as it; the constructor builds the graph, the destructor dismantles it.
+// connected to a consumer node of the engine's own: one InputStream each), the controls of
+// the inputs, and the recording pipeline (the Recorder: two rings, the "video writer" and
+// "audio writer" threads, the frame counters), to which the recording methods forward. One
+// object, made by the application (or the headless recorder) and alive as long as it; the
+// constructor builds the graph, the destructor dismantles it.
 //
 // Threads: every public method is called from one control thread (the main window's, or the
 // headless recorder's), one call at a time. The nodes' event threads and the writer threads
@@ -23,11 +24,9 @@
 #include <vector>
 
 #include "engine/InputStream.h"
-#include "engine/RecordingOrigin.h"
+#include "engine/Recorder.h"
 #include "engine/RecordingReport.h"
-#include "engine/RingBuffer.h"
 #include "media/MediaFormat.h"
-#include "media/file/VideoConverter.h"
 #include "media/node/MediaNode.h"
 #include "media/roster/MediaRoster.h"
 #include "support/Geometry.h"
@@ -44,13 +43,6 @@ class PreviewHost;
 class RingMonitor;
 class VideoConsumer;
 class VideoFrameSink;
-
-// Turn-taking of the two writer threads at the media write lock (see TavroRecording.cpp):
-// writers waiting for it, and the number of times it was taken.
-struct WriteTurns {
-    std::atomic<int32> waiting{0};
-    std::atomic<uint64> taken{0};
-};
 
 // Parameter ids of the video input node (a TV card's, or the built-in test picture's).
 enum : int32 {
@@ -128,7 +120,7 @@ public:
     // and forgotten, held-back format changes applied. Always B_OK; never hangs, also when
     // the inputs have stopped delivering.
     status_t Stop();
-    bool IsRecording() const { return fRecording.load(); }
+    bool IsRecording() const { return fRecorder.IsRecording(); }
     // Ends the recording's chances: raises the alert `text` with `status` and posts kMsgStop
     // (with both) to the stop target; only the first call of a recording does anything. Any
     // thread. The control thread then calls Stop.
@@ -144,11 +136,11 @@ public:
     // peaks and every error it met) when `file` was its file; false otherwise. After Stop.
     bool FillReport(const MediaFile* file, RecordingReport* report);
     // Video frames the file took, and the recording-relative time of the last of them.
-    int64 WrittenVideoFrames() const { return fWrittenVideoFrames.load(); }
-    bigtime_t WrittenVideoTime() const { return fWrittenVideoTime.load(); }
+    int64 WrittenVideoFrames() const { return fRecorder.WrittenVideoFrames(); }
+    bigtime_t WrittenVideoTime() const { return fRecorder.WrittenVideoTime(); }
     // The lock every write into the output file takes, for exactly one write. Whoever holds
     // it holds both writers back (tests use it to fill the rings).
-    Semaphore& MediaWriteLock() { return fMediaWriteLock; }
+    Semaphore& MediaWriteLock() { return fRecorder.MediaWriteLock(); }
 
     // Frames that should have arrived so far, and those of them not in the file (not
     // delivered, refused by a full ring, or failed to write). 0 without the node.
@@ -267,13 +259,6 @@ private:
     media_format RequestedVideoFormat(color_space space, float fieldRate, uint32 interlace) const;
     media_format RequestedAudioFormat() const;
 
-    // From Start, once the nodes record: an input whose stream ends with an error (or has
-    // ended already) stops the recording through StopOnError, with a text naming the input.
-    void WatchInputs();
-
-    // Keeps an error of the recording for its report, with the time (any thread).
-    void NoteError(const char* text, status_t status);
-
     // Registers the consumer of `stream`, made for its producer (`device`, a kind of input:
     // "video", "audio"), and connects the two with `connect`; each failure is alerted.
     template <typename Stream, typename Connect>
@@ -281,19 +266,11 @@ private:
     // Starts the connected nodes, far enough ahead for the video input's latency.
     status_t StartNodes();
 
-    // Writer threads (see TavroRecording.cpp).
-    static int32 VideoWriter(Tavro* self);
-    static int32 AudioWriter(Tavro* self);
-    // Ends a writer thread: the flag is down already; wake it if it waits for a slot.
-    void JoinWriter(std::thread& writer, RingBuffer* ring);
-
     // Disconnects the video input from its consumer and connects again, or marks the
     // reconnection pending while recording or holding changes.
     status_t ReconnectOrPend();
     // The same for the audio input, at the engine's frequency and channel count.
     status_t ReconnectAudioOrPend();
-    // Slots of the audio ring for buffers of `audio`: at least kAudioRingDuration of sound.
-    int32 AudioRingCount(const media_raw_audio_format& audio) const;
     void ResizeVideoWindow();
     // The video input's web, kept for the parameters handed out; nullptr after the alert.
     ParameterWeb* VideoInputWeb();
@@ -332,66 +309,17 @@ private:
     media_format fConnectedVideoFormat;
     media_format fConnectedAudioFormat;
 
-    // Where the engine reports to. Control thread, but for fStopTarget (read by the video
-    // writer: atomic).
-    std::atomic<MessageTarget*> fStopTarget{nullptr};
-    RingMonitor* fStatusView = nullptr;
+    // Where the engine reports to (the recorder has the stop target and the status view).
+    // Control thread.
     PreviewHost* fPreviewHost = nullptr;
     RequestPresenter fRequestPresenter;
-
-    // The recording. Set by the control thread before the writers start and cleared after
-    // they have been joined: the writers only read them.
-    MediaTrack* fVideoTrack = nullptr;
-    MediaTrack* fAudioTrack = nullptr;
-    std::unique_ptr<RingBuffer> fVideoRing;
-    // Converts each frame into the video ring where the track's encoder wants another layout.
-    std::unique_ptr<VideoConverter> fVideoRingConverter;
-    std::unique_ptr<RingBuffer> fAudioRing;
-    int32 fVideoBufferCount = 40;
-    int32 fAudioBufferCount = 40;
-    std::thread fVideoWriter;
-    std::thread fAudioWriter;
 
     bool fNodesRunning = false;
     bool fReconnectPending = false;
     bool fAudioReconnectPending = false;
     bool fHoldChanges = false;
-    // Polled by the writer threads; set and cleared by the control thread.
-    std::atomic<bool> fRecording{false};
 
-    // The time both streams of the recording are timed from; reset by Start.
-    RecordingOrigin fRecordingOrigin;
-    // Until when the writers empty their rings after the flag went down; set by Stop first.
-    std::atomic<bigtime_t> fDrainUntil{0};
-
-    // Serialises the writer threads' WriteFrames on the one output file; the writers take
-    // turns at it through fWriteTurns.
-    Semaphore fMediaWriteLock{1, "media write lock"};
-    WriteTurns fWriteTurns;
-    // Slots each writer left unwritten at Stop: counted as dropped until the next Start.
-    std::atomic<int64> fVideoLeftInRing{0};
-    std::atomic<int64> fAudioLeftInRing{0};
-    // Counted by the writer threads, read by the control thread; reset by Start.
-    std::atomic<int64> fFailedVideoWrites{0};
-    std::atomic<int64> fFailedAudioWrites{0};
-    std::atomic<int64> fWrittenVideoFrames{0};
-    std::atomic<bigtime_t> fWrittenVideoTime{0};
-    std::atomic<int64> fWrittenAudioBuffers{0};
-    // For the report: the last recording's file, wall-clock times and ring peaks. Control
-    // thread.
-    const MediaFile* fReportFile = nullptr;
-    bool fReportAudio = false;
-    bigtime_t fStartedAt = 0;
-    bigtime_t fStoppedAt = 0;
-    int32 fVideoRingPeak = 0;
-    int32 fAudioRingPeak = 0;
-    int32 fVideoRingSlots = 0;
-    int32 fAudioRingSlots = 0;
-    // Set by the first StopOnError of a recording (any thread), cleared by Start.
-    std::atomic<bool> fStopRequested{false};
-    // Guards fRecordingError, fRecordingErrorText and fErrors.
-    mutable std::mutex fErrorLock;
-    status_t fRecordingError = B_OK;
-    std::string fRecordingErrorText;
-    std::vector<RecordingReport::Error> fErrors;  // every error of the recording
+    // The rings, the writer threads and what they count. It reads the streams and the
+    // connected formats above, which outlive it.
+    Recorder fRecorder{fVideo, fAudio, fConnectedVideoFormat, fConnectedAudioFormat};
 };

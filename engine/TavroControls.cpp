@@ -1,8 +1,10 @@
 // The controls of the live inputs: parameters of the video input's web, the sound output's
-// mute switch, and the recording geometry, whose changes rebuild the video connection now or,
-// while recording or holding changes, later.
+// mute switch, and the recording geometry (one at a time, or a recording format's at once),
+// whose changes rebuild the video connection now or, while recording or holding changes,
+// later.
 
 #include "app/records/ErrorAlert.h"
+#include "app/records/FormatSetting.h"
 #include "engine/AudioConsumer.h"
 #include "engine/PreviewSinks.h"
 #include "engine/Tavro.h"
@@ -217,7 +219,7 @@ bool Tavro::IsMuted() {
 // --- Geometry ---
 
 status_t Tavro::ReconnectOrPend() {
-    if (fRoster == nullptr || fRecording.load() || fHoldChanges) {
+    if (fRoster == nullptr || fRecorder.IsRecording() || fHoldChanges) {
         fReconnectPending = true;
         return B_ERROR;
     }
@@ -231,7 +233,7 @@ status_t Tavro::ReconnectOrPend() {
 status_t Tavro::ReconnectAudioOrPend() {
     if (fRoster == nullptr || fAudio.consumer == nullptr || fAudio.producer == nullptr)
         return B_OK;
-    if (fRecording.load() || fHoldChanges) {
+    if (fRecorder.IsRecording() || fHoldChanges) {
         fAudioReconnectPending = true;
         return B_ERROR;
     }
@@ -264,7 +266,7 @@ status_t Tavro::SetColorSpace(color_space space) {
 status_t Tavro::SetVideoPlayRate(int32 rate) {
     if (rate != fVideoPlayRate) {
         fVideoPlayRate = rate;
-        if (!fHoldChanges && !fRecording.load() && fVideo.consumer != nullptr)
+        if (!fHoldChanges && !fRecorder.IsRecording() && fVideo.consumer != nullptr)
             fVideo.consumer->SetSkipFrames(rate);
     }
     return B_OK;
@@ -306,4 +308,26 @@ void Tavro::FlushChanges() {
     }
     if (fVideo.consumer != nullptr)
         fVideo.consumer->SetSkipFrames(fVideoPlayRate);
+}
+
+void Tavro::SetFormat(FormatSetting* format) {
+    if (format == nullptr)
+        return;
+    fHoldChanges = true;
+    SetVideoSize(format->videoWidth, format->videoHeight);
+    SetColorSpace(color_space(format->colorSpace));
+    SetVideoPlayRate(format->frameDivisor);
+    SetFrequency(format->audioFrameRate);
+    SetChannelCount(format->audioChannels);
+    fHoldChanges = false;
+    FlushChanges();
+
+    if (!fRecorder.IsRecording()) {
+        ResizeVideoWindow();
+    } else {
+        ShowRequest("Tavro - Request",
+                    "There is currently video capturing in progress.\n"
+                    "Changes of the video/audio format cannot be previewed.",
+                    "Ok");
+    }
 }

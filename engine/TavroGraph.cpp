@@ -110,7 +110,7 @@ void Tavro::SetUpStream(Stream& stream, const char* kind, const MediaDevice* dev
 }
 
 status_t Tavro::SelectInputs(const std::string& videoInput, const std::string& audioInput) {
-    if (fRecording.load())
+    if (fRecorder.IsRecording())
         return B_BUSY;
     if (fRoster == nullptr)
         return B_NO_INIT;
@@ -131,7 +131,7 @@ status_t Tavro::SetupNodes() {
         alertMissingInput("video", fRoster->MissingVideoInput(), status);
     } else {
         fVideo.consumer = std::make_unique<VideoConsumer>(1, "Video Capture", fVideo.sink);
-        fVideo.consumer->SetOrigin(&fRecordingOrigin);
+        fVideo.consumer->SetOrigin(fRecorder.Origin());
         SetUpStream(fVideo, "video", fRoster->DefaultVideoInput(),
                     [this] { return ConnectVideo(); });
     }

@@ -1,5 +1,4 @@
-// The recording side of the engine: the rings, Start and Stop, the two writer threads, the
-// frame counters and the application of a recording format.
+#include "engine/Recorder.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,12 +7,9 @@
 #include <thread>
 
 #include "app/records/ErrorAlert.h"
-#include "app/records/FormatSetting.h"
 #include "app/records/MessageCodes.h"
 #include "engine/AudioConsumer.h"
 #include "engine/PreviewSinks.h"
-#include "engine/RecordingReport.h"
-#include "engine/Tavro.h"
 #include "engine/VideoConsumer.h"
 #include "media/file/AudioResampler.h"
 #include "media/file/MediaFile.h"
@@ -99,59 +95,100 @@ int64 framesCounter(Node* node) {
     return node != nullptr ? node->FramesCounter() : 0;
 }
 
-template <typename Node>
-int64 droppedFrames(Node* node, const std::atomic<int64>& failedWrites,
-                    const std::atomic<int64>& leftInRing) {
-    return node != nullptr ? node->DroppedFrames() + failedWrites.load() + leftInRing.load() : 0;
+// How the audio writer hands the slots of an `input` connection to `track`: the frames in a
+// slot, and the resampler where the track wants another rate or channel count (else none).
+// false when the input cannot be written at all.
+bool audioConversion(MediaTrack* track, const media_raw_audio_format& input, int64* frames,
+                     std::unique_ptr<AudioResampler>* resampler) {
+    const uint32 sampleSize = input.format & media_raw_audio_format::B_AUDIO_SIZE_MASK;
+    const uint32 channels = input.channel_count;
+    if (sampleSize == 0 || channels == 0)
+        return false;
+    *frames = int64(input.buffer_size / (channels * sampleSize));
+
+    media_format encoded;
+    if (track->EncodedFormat(&encoded) != B_OK)
+        return false;
+    // The input is connected at the track's rate and channel count where it can be (a slot
+    // is then written as it is); where it cannot, the slot is converted to them.
+    const int trackRate = int(encoded.raw_audio.frame_rate);
+    const int trackChannels = int(encoded.raw_audio.channel_count & 0xff);
+    if (input.format != media_raw_audio_format::B_AUDIO_SHORT)
+        return false;
+    if (int(input.frame_rate) != trackRate || int(channels) != trackChannels) {
+        *resampler = std::make_unique<AudioResampler>();
+        if ((*resampler)->Init(int(input.frame_rate), int(channels), trackRate, trackChannels) !=
+            B_OK)
+            return false;
+    }
+    return true;
+}
+
+// Ends a writer thread: the flag is down already. The writer waits for a slot at most
+// kWriterPoll at a time, so it notices the flag whether or not the nodes still deliver.
+void joinWriter(std::thread& writer) {
+    if (writer.joinable())
+        writer.join();
 }
 
 }  // namespace
 
-status_t Tavro::SetVideoTrack(MediaTrack* track) {
+Recorder::Recorder(const VideoStream& video, const AudioStream& audio,
+                   const media_format& videoFormat, const media_format& audioFormat)
+    : fVideo(video), fAudio(audio), fVideoFormat(videoFormat), fAudioFormat(audioFormat) {}
+
+template <typename Node>
+int64 Recorder::Dropped(Node* node, const StreamTrack& stream) {
+    return node != nullptr
+               ? node->DroppedFrames() + stream.failedWrites.load() + stream.leftInRing.load()
+               : 0;
+}
+
+status_t Recorder::SetVideoTrack(MediaTrack* track) {
     if (fVideo.consumer != nullptr)
         fVideo.consumer->SetRing(nullptr);
-    fVideoRing.reset();
+    fVideoTrack.ring.reset();
     // Where the encoder wants another layout, the node converts each frame into its slot: the
     // frame is read once, and the slot (4:2:0 from RGB32: a quarter of the bytes) is written
     // once, where a copy first would move the whole frame through memory again.
     fVideoRingConverter = track != nullptr ? track->NewPackedConverter() : nullptr;
-    const media_video_display_info& display = fConnectedVideoFormat.raw_video.display;
+    const media_video_display_info& display = fVideoFormat.raw_video.display;
     const size_t slotBytes = fVideoRingConverter != nullptr
                                  ? fVideoRingConverter->TargetFrameBytes()
                                  : size_t(display.bytes_per_row) * display.line_count;
-    auto ring = std::make_unique<RingBuffer>(fVideoBufferCount, uint32(slotBytes));
+    auto ring = std::make_unique<RingBuffer>(fVideoTrack.bufferCount, uint32(slotBytes));
     if (ring->InitCheck() < B_OK)
         return B_NO_MEMORY;
-    fVideoRing = std::move(ring);
-    fVideoTrack = track;
+    fVideoTrack.ring = std::move(ring);
+    fVideoTrack.track = track;
     if (fVideo.consumer != nullptr)
-        fVideo.consumer->SetRing(fVideoRing.get(), fVideoRingConverter.get());
+        fVideo.consumer->SetRing(fVideoTrack.ring.get(), fVideoRingConverter.get());
     return B_OK;
 }
 
-status_t Tavro::SetAudioTrack(MediaTrack* track) {
+status_t Recorder::SetAudioTrack(MediaTrack* track) {
     if (fAudio.consumer != nullptr)
         fAudio.consumer->SetRing(nullptr);
-    fAudioRing.reset();
+    fAudioTrack.ring.reset();
     if (track != nullptr) {
-        const media_raw_audio_format& audio = fConnectedAudioFormat.raw_audio;
+        const media_raw_audio_format& audio = fAudioFormat.raw_audio;
         auto ring = std::make_unique<RingBuffer>(AudioRingCount(audio), uint32(audio.buffer_size));
         if (ring->InitCheck() < B_OK)
             return B_NO_MEMORY;
-        fAudioRing = std::move(ring);
+        fAudioTrack.ring = std::move(ring);
     }
-    fAudioTrack = track;
+    fAudioTrack.track = track;
     if (track != nullptr && fAudio.consumer != nullptr)
-        fAudio.consumer->SetRing(fAudioRing.get());
+        fAudio.consumer->SetRing(fAudioTrack.ring.get());
     return B_OK;
 }
 
-void Tavro::NoteError(const char* text, status_t status) {
+void Recorder::NoteError(const char* text, status_t status) {
     std::lock_guard<std::mutex> lock(fErrorLock);
     addRecordingError(&fErrors, real_time_clock_usecs(), text, status);
 }
 
-void Tavro::StopOnError(const char* text, status_t status) {
+void Recorder::StopOnError(const char* text, status_t status) {
     // Once per recording: the first cause is the one told; the writers go on failing (and
     // counting) until the stop arrives. The report keeps every one.
     NoteError(text, status);
@@ -172,21 +209,14 @@ void Tavro::StopOnError(const char* text, status_t status) {
     }
 }
 
-status_t Tavro::RecordingError(std::string* text) const {
+status_t Recorder::RecordingError(std::string* text) const {
     std::lock_guard<std::mutex> lock(fErrorLock);
     if (text != nullptr)
         *text = fRecordingErrorText;
     return fRecordingError;
 }
 
-status_t Tavro::StoppedInput(bool withAudio, std::string* notice) const {
-    status_t status = fVideo.Stopped(notice);
-    if (status == B_OK && withAudio)
-        status = fAudio.Stopped(notice);
-    return status;
-}
-
-void Tavro::WatchInputs() {
+void Recorder::WatchInputs() {
     auto watch = [this](auto& stream) {
         if (stream.consumer == nullptr || stream.producer == nullptr)
             return;
@@ -200,20 +230,20 @@ void Tavro::WatchInputs() {
             StopOnError(text.c_str(), ended);
     };
     watch(fVideo);
-    if (fAudioTrack != nullptr)
+    if (fAudioTrack.track != nullptr)
         watch(fAudio);
 }
 
-int32 Tavro::AudioRingCount(const media_raw_audio_format& audio) const {
+int32 Recorder::AudioRingCount(const media_raw_audio_format& audio) const {
     const uint32 frameBytes =
         audio.channel_count * (audio.format & media_raw_audio_format::B_AUDIO_SIZE_MASK);
     if (frameBytes == 0 || audio.buffer_size < frameBytes || audio.frame_rate <= 0)
-        return fAudioBufferCount;
+        return fAudioTrack.bufferCount;
     const double bufferTime = double(audio.buffer_size / frameBytes) * 1e6 / audio.frame_rate;
-    return std::max(fAudioBufferCount, int32(std::ceil(kAudioRingDuration / bufferTime)));
+    return std::max(fAudioTrack.bufferCount, int32(std::ceil(kAudioRingDuration / bufferTime)));
 }
 
-status_t Tavro::Start() {
+status_t Recorder::Start(bool audioUnpaced) {
     fStopRequested.store(false);
     {
         std::lock_guard<std::mutex> lock(fErrorLock);
@@ -221,57 +251,51 @@ status_t Tavro::Start() {
         fRecordingErrorText.clear();
         fErrors.clear();
     }
-    fWrittenVideoFrames.store(0);
+    fVideoTrack.written.store(0);
     fWrittenVideoTime.store(0);
-    fWrittenAudioBuffers.store(0);
-    fFailedVideoWrites.store(0);
-    fFailedAudioWrites.store(0);
-    fVideoRingPeak = fAudioRingPeak = 0;
-    fVideoRingSlots = fVideoRing != nullptr ? fVideoRing->Count() : 0;
-    fAudioRingSlots = fAudioRing != nullptr ? fAudioRing->Count() : 0;
-    fReportFile = fVideoTrack != nullptr ? fVideoTrack->File() : nullptr;
-    fReportAudio = fAudioTrack != nullptr;
+    fAudioTrack.written.store(0);
+    fVideoTrack.failedWrites.store(0);
+    fAudioTrack.failedWrites.store(0);
+    fVideoTrack.ringPeak = fAudioTrack.ringPeak = 0;
+    fVideoTrack.ringSlots = fVideoTrack.ring != nullptr ? fVideoTrack.ring->Count() : 0;
+    fAudioTrack.ringSlots = fAudioTrack.ring != nullptr ? fAudioTrack.ring->Count() : 0;
+    fReportFile = fVideoTrack.track != nullptr ? fVideoTrack.track->File() : nullptr;
+    fReportAudio = fAudioTrack.track != nullptr;
     fStartedAt = real_time_clock_usecs();
     fStoppedAt = 0;
-    fVideoLeftInRing.store(0);
-    fAudioLeftInRing.store(0);
+    fVideoTrack.leftInRing.store(0);
+    fAudioTrack.leftInRing.store(0);
     fRecordingOrigin.Reset();
     fRecording.store(true);
     try {
-        fVideoWriter = spawnThread("video writer", [this] { VideoWriter(this); });
+        fVideoTrack.writer = spawnThread("video writer", [this] { VideoWriter(); });
     } catch (const std::system_error&) {
         return B_NO_MORE_THREADS;
     }
-    if (fAudioTrack != nullptr) {
+    if (fAudioTrack.track != nullptr) {
         try {
-            fAudioWriter = spawnThread("audio writer", [this] { AudioWriter(this); });
+            fAudioTrack.writer =
+                spawnThread("audio writer", [this, audioUnpaced] { AudioWriter(audioUnpaced); });
         } catch (const std::system_error&) {
             // Nothing would record: the video writer is ended again.
             fRecording.store(false);
-            JoinWriter(fVideoWriter, fVideoRing.get());
+            joinWriter(fVideoTrack.writer);
             return B_NO_MORE_THREADS;
         }
     }
     if (fStatusView != nullptr) {
-        fStatusView->SetVideoBuffer(fVideoRing.get());
-        fStatusView->SetAudioBuffer(fAudioRing.get());
+        fStatusView->SetVideoBuffer(fVideoTrack.ring.get());
+        fStatusView->SetAudioBuffer(fAudioTrack.ring.get());
     }
     if (fVideo.consumer != nullptr)
         fVideo.consumer->SetRecording(true);
-    if (fAudioTrack != nullptr && fAudio.consumer != nullptr)
+    if (fAudioTrack.track != nullptr && fAudio.consumer != nullptr)
         fAudio.consumer->SetRecording(true);
     WatchInputs();
     return B_OK;
 }
 
-void Tavro::JoinWriter(std::thread& writer, RingBuffer*) {
-    // The writer waits for a slot at most kWriterPoll at a time, so it notices the flag
-    // whether or not the nodes still deliver.
-    if (writer.joinable())
-        writer.join();
-}
-
-status_t Tavro::Stop() {
+void Recorder::Stop() {
     // The nodes stop filling the rings first; the writers then write what the rings still
     // hold (for at most kDrainTime) and count the rest, so that nothing recorded is lost
     // uncounted.
@@ -280,15 +304,15 @@ status_t Tavro::Stop() {
         fVideo.consumer->SetRecording(false);
         fVideo.consumer->SetRing(nullptr);
     }
-    if (fAudioTrack != nullptr && fAudio.consumer != nullptr)
+    if (fAudioTrack.track != nullptr && fAudio.consumer != nullptr)
         fAudio.consumer->SetRecording(false);
     if (fAudio.consumer != nullptr)
         fAudio.consumer->SetRing(nullptr);
     fDrainUntil.store(system_time() + kDrainTime);
     fRecording.store(false);
-    JoinWriter(fVideoWriter, fVideoRing.get());
-    if (fAudioTrack != nullptr)
-        JoinWriter(fAudioWriter, fAudioRing.get());
+    joinWriter(fVideoTrack.writer);
+    if (fAudioTrack.track != nullptr)
+        joinWriter(fAudioTrack.writer);
 
     if (fStatusView != nullptr) {
         fStatusView->SetVideoBuffer(nullptr);
@@ -297,41 +321,39 @@ status_t Tavro::Stop() {
     // SetRing(nullptr) returned after any Write into the old ring: no node touches it now,
     // and the writers have ended.
     if (wasRecording) {
-        fVideoRingPeak = fVideoRing != nullptr ? fVideoRing->MaxBuffersUsed() : 0;
-        fAudioRingPeak = fAudioRing != nullptr ? fAudioRing->MaxBuffersUsed() : 0;
+        fVideoTrack.ringPeak = fVideoTrack.ring != nullptr ? fVideoTrack.ring->MaxBuffersUsed() : 0;
+        fAudioTrack.ringPeak = fAudioTrack.ring != nullptr ? fAudioTrack.ring->MaxBuffersUsed() : 0;
     }
-    fVideoRing.reset();
-    fAudioRing.reset();
+    fVideoTrack.ring.reset();
+    fAudioTrack.ring.reset();
 
-    if (fVideoTrack != nullptr)
-        fVideoTrack->Flush();
-    if (fAudioTrack != nullptr)
-        fAudioTrack->Flush();
-    fVideoTrack = nullptr;
-    fAudioTrack = nullptr;
+    if (fVideoTrack.track != nullptr)
+        fVideoTrack.track->Flush();
+    if (fAudioTrack.track != nullptr)
+        fAudioTrack.track->Flush();
+    fVideoTrack.track = nullptr;
+    fAudioTrack.track = nullptr;
 
     if (wasRecording)
         fStoppedAt = real_time_clock_usecs();
-    // The changes held back during the recording.
-    FlushChanges();
-    return B_OK;
 }
 
-bool Tavro::FillReport(const MediaFile* file, RecordingReport* report) {
+bool Recorder::FillReport(const MediaFile* file, RecordingReport* report,
+                          const MediaRoster* roster) {
     if (file == nullptr || file != fReportFile || fStoppedAt == 0)
         return false;
     report->started = fStartedAt;
     report->stopped = fStoppedAt;
-    if (fRoster != nullptr) {
-        for (auto [device, name] : {std::pair{fRoster->DefaultVideoInput(), &report->videoInput},
-                                    std::pair{fRoster->DefaultAudioInput(), &report->audioInput}}) {
+    if (roster != nullptr) {
+        for (auto [device, name] : {std::pair{roster->DefaultVideoInput(), &report->videoInput},
+                                    std::pair{roster->DefaultAudioInput(), &report->audioInput}}) {
             if (device != nullptr)
                 *name = device->name + (device->id != device->name ? " (" + device->id + ")" : "");
         }
     }
-    if (fRoster != nullptr) {
-        const MediaDevice* video = fRoster->DefaultVideoInput();
-        const MediaDevice* audio = fRoster->DefaultAudioInput();
+    if (roster != nullptr) {
+        const MediaDevice* video = roster->DefaultVideoInput();
+        const MediaDevice* audio = roster->DefaultAudioInput();
         report->testPicture = video != nullptr && video->builtIn;
         report->testTone = fReportAudio && audio != nullptr && audio->builtIn;
     }
@@ -344,79 +366,59 @@ bool Tavro::FillReport(const MediaFile* file, RecordingReport* report) {
         return RecordingReport::Stream{true,     expected, written, missing + ringFull + lost,
                                        ringFull, peak,     slots};
     };
-    report->video.written = fWrittenVideoFrames.load();
+    report->video.written = fVideoTrack.written.load();
     if (fVideo.consumer != nullptr)
-        report->video =
-            stream(fVideo.consumer->ExpectedFrames(), fVideo.consumer->RecordedFrames(),
-                   fWrittenVideoFrames.load(), fFailedVideoWrites.load() + fVideoLeftInRing.load(),
-                   VideoRingFullDrops(), fVideoRingPeak, fVideoRingSlots);
+        report->video = stream(fVideo.consumer->ExpectedFrames(), fVideo.consumer->RecordedFrames(),
+                               fVideoTrack.written.load(),
+                               fVideoTrack.failedWrites.load() + fVideoTrack.leftInRing.load(),
+                               VideoRingFullDrops(), fVideoTrack.ringPeak, fVideoTrack.ringSlots);
     if (fAudio.consumer != nullptr && fReportAudio)
-        report->audio =
-            stream(fAudio.consumer->ExpectedBuffers(), fAudio.consumer->RecordedFrames(),
-                   fWrittenAudioBuffers.load(), fFailedAudioWrites.load() + fAudioLeftInRing.load(),
-                   AudioRingFullDrops(), fAudioRingPeak, fAudioRingSlots);
+        report->audio = stream(fAudio.consumer->ExpectedBuffers(),
+                               fAudio.consumer->RecordedFrames(), fAudioTrack.written.load(),
+                               fAudioTrack.failedWrites.load() + fAudioTrack.leftInRing.load(),
+                               AudioRingFullDrops(), fAudioTrack.ringPeak, fAudioTrack.ringSlots);
     std::lock_guard<std::mutex> lock(fErrorLock);
     report->errors = fErrors;
     return true;
 }
 
-int32 Tavro::VideoWriter(Tavro* self) {
-    MediaTrack* track = self->fVideoTrack;
-    RingBuffer* ring = self->fVideoRing.get();
+void Recorder::VideoWriter() {
+    MediaTrack* track = fVideoTrack.track;
+    RingBuffer* ring = fVideoTrack.ring.get();
     if (track == nullptr || ring == nullptr)
-        return -1;
+        return;
     media_encode_info info;
     // One frame a turn: the audio writer gets the file after every frame.
     const int32 left = writeSlots(
-        self->fRecording, self->fDrainUntil, self->fMediaWriteLock, self->fWriteTurns, ring, 1,
-        [](bigtime_t) {},
+        fRecording, fDrainUntil, fMediaWriteLock, fWriteTurns, ring, 1, [](bigtime_t) {},
         [&](void* data, bigtime_t time) {
             info.start_time = time;
-            const status_t status = self->fVideoRingConverter != nullptr
+            const status_t status = fVideoRingConverter != nullptr
                                         ? track->WritePackedFrames(data, 1, &info)
                                         : track->WriteFrames(data, 1, &info);
             if (status == B_OK) {
-                self->fWrittenVideoFrames.fetch_add(1);
-                self->fWrittenVideoTime.store(time);
+                fVideoTrack.written.fetch_add(1);
+                fWrittenVideoTime.store(time);
                 return;
             }
-            self->fFailedVideoWrites.fetch_add(1);
+            fVideoTrack.failedWrites.fetch_add(1);
             if (fileCannotGoOn(track, status))
-                self->StopOnError("Video file may be corrupt.", status);
+                StopOnError("Video file may be corrupt.", status);
             else
-                self->NoteError("A video frame could not be written.", status);
+                NoteError("A video frame could not be written.", status);
         });
-    self->fVideoLeftInRing.store(left);
-    return 0;
+    fVideoTrack.leftInRing.store(left);
 }
 
-int32 Tavro::AudioWriter(Tavro* self) {
-    MediaTrack* track = self->fAudioTrack;
-    RingBuffer* ring = self->fAudioRing.get();
+void Recorder::AudioWriter(bool unpaced) {
+    MediaTrack* track = fAudioTrack.track;
+    RingBuffer* ring = fAudioTrack.ring.get();
     if (track == nullptr || ring == nullptr)
-        return 1;
-    const media_raw_audio_format& input = self->fConnectedAudioFormat.raw_audio;
-    const uint32 sampleSize = input.format & media_raw_audio_format::B_AUDIO_SIZE_MASK;
-    const uint32 channels = input.channel_count;
-    if (sampleSize == 0 || channels == 0)
-        return 1;
-    const int64 frames = int64(input.buffer_size / (channels * sampleSize));
-
-    media_format encoded;
-    if (track->EncodedFormat(&encoded) != B_OK)
-        return 1;
-    // The input is connected at the track's rate and channel count where it can be (a slot
-    // is then written as it is); where it cannot, the slot is converted to them.
-    const int trackRate = int(encoded.raw_audio.frame_rate);
-    const int trackChannels = int(encoded.raw_audio.channel_count & 0xff);
+        return;
+    int64 frames = 0;
     std::unique_ptr<AudioResampler> resampler;
-    if (input.format != media_raw_audio_format::B_AUDIO_SHORT)
-        return 1;
-    if (int(input.frame_rate) != trackRate || int(channels) != trackChannels) {
-        resampler = std::make_unique<AudioResampler>();
-        if (resampler->Init(int(input.frame_rate), int(channels), trackRate, trackChannels) != B_OK)
-            return 1;
-    }
+    if (!audioConversion(track, fAudioFormat.raw_audio, &frames, &resampler))
+        return;
 
     media_encode_info info;
     bool haveOrigin = false;
@@ -429,9 +431,10 @@ int32 Tavro::AudioWriter(Tavro* self) {
     // timed from its first sound.
     auto findOrigin = [&](bigtime_t time) {
         while (!haveOrigin) {
-            haveOrigin = !self->fAudio.unpaced && self->fRecordingOrigin.Get(&origin);
-            if (!haveOrigin && (!self->fRecording.load() || self->fVideo.consumer == nullptr ||
-                                self->fAudio.unpaced)) {
+            haveOrigin = !unpaced && fRecordingOrigin.Get(&origin);
+            // The video stream's consumer, read on this thread: the graph is not rebuilt while
+            // recording, so it is the one Start saw (see the header).
+            if (!haveOrigin && (!fRecording.load() || fVideo.consumer == nullptr || unpaced)) {
                 origin = time;
                 haveOrigin = true;
             }
@@ -440,78 +443,55 @@ int32 Tavro::AudioWriter(Tavro* self) {
         }
     };
     const int32 left = writeSlots(
-        self->fRecording, self->fDrainUntil, self->fMediaWriteLock, self->fWriteTurns, ring,
-        ring->Count(), findOrigin, [&](void* data, bigtime_t time) {
+        fRecording, fDrainUntil, fMediaWriteLock, fWriteTurns, ring, ring->Count(), findOrigin,
+        [&](void* data, bigtime_t time) {
             const int16* samples = static_cast<const int16*>(data);
             int count = int(frames);
             if (resampler != nullptr) {
                 if (const status_t converted = resampler->Convert(samples, count, &samples, &count);
                     converted != B_OK) {
-                    self->fFailedAudioWrites.fetch_add(1);
-                    self->NoteError("A sound buffer could not be converted.", converted);
+                    fAudioTrack.failedWrites.fetch_add(1);
+                    NoteError("A sound buffer could not be converted.", converted);
                     return;
                 }
             }
             info.start_time = time - origin;
             const status_t status = track->WriteFrames(samples, count, &info);
             if (status == B_OK) {
-                self->fWrittenAudioBuffers.fetch_add(1);
+                fAudioTrack.written.fetch_add(1);
                 return;
             }
-            self->fFailedAudioWrites.fetch_add(1);
+            fAudioTrack.failedWrites.fetch_add(1);
             // Both tracks write into one file: what it cannot take ends the
             // recording either way.
             if (fileCannotGoOn(track, status))
-                self->StopOnError("Video file may be corrupt.", status);
+                StopOnError("Video file may be corrupt.", status);
             else
-                self->NoteError("A sound buffer could not be written.", status);
+                NoteError("A sound buffer could not be written.", status);
         });
-    self->fAudioLeftInRing.store(left);
-    return 0;
+    fAudioTrack.leftInRing.store(left);
 }
 
-int64 Tavro::VideoFramesCounter() {
+int64 Recorder::VideoFramesCounter() {
     return framesCounter(fVideo.consumer.get());
 }
 
-int64 Tavro::DroppedVideoFrames() {
-    return droppedFrames(fVideo.consumer.get(), fFailedVideoWrites, fVideoLeftInRing);
+int64 Recorder::DroppedVideoFrames() {
+    return Dropped(fVideo.consumer.get(), fVideoTrack);
 }
 
-int64 Tavro::VideoRingFullDrops() {
+int64 Recorder::VideoRingFullDrops() {
     return fVideo.consumer != nullptr ? fVideo.consumer->RingFullDrops() : 0;
 }
 
-int64 Tavro::AudioRingFullDrops() {
+int64 Recorder::AudioRingFullDrops() {
     return fAudio.consumer != nullptr ? fAudio.consumer->RingFullDrops() : 0;
 }
 
-int64 Tavro::AudioFramesCounter() {
+int64 Recorder::AudioFramesCounter() {
     return framesCounter(fAudio.consumer.get());
 }
 
-int64 Tavro::DroppedAudioFrames() {
-    return droppedFrames(fAudio.consumer.get(), fFailedAudioWrites, fAudioLeftInRing);
-}
-
-void Tavro::SetFormat(FormatSetting* format) {
-    if (format == nullptr)
-        return;
-    fHoldChanges = true;
-    SetVideoSize(format->videoWidth, format->videoHeight);
-    SetColorSpace(color_space(format->colorSpace));
-    SetVideoPlayRate(format->frameDivisor);
-    SetFrequency(format->audioFrameRate);
-    SetChannelCount(format->audioChannels);
-    fHoldChanges = false;
-    FlushChanges();
-
-    if (!fRecording.load()) {
-        ResizeVideoWindow();
-    } else {
-        ShowRequest("Tavro - Request",
-                    "There is currently video capturing in progress.\n"
-                    "Changes of the video/audio format cannot be previewed.",
-                    "Ok");
-    }
+int64 Recorder::DroppedAudioFrames() {
+    return Dropped(fAudio.consumer.get(), fAudioTrack);
 }
