@@ -17,8 +17,9 @@
 // captured in RGB32 and in YCbCr422, --ratio-seconds (default 10) of the paced test signal
 // recorded with the encoder's defaults and raw sound; then the same number of test pictures,
 // drawn in the same colour space, piped into `ffmpeg -f rawvideo ...` with the same encoder,
-// options and threads, and the same length of raw sound beside them. Both sides convert from the
-// capture colour space to the encoder's.
+// options and threads (the tool writes no sound: a second input costs it a thread of its own
+// that spends more than the sound itself). Both sides convert from the capture colour space to
+// the encoder's.
 // The record path's CPU per frame is the whole process's less the test picture's drawing
 // and the sync check the file's report makes of a test-picture recording when it closes
 // (a capture card costs neither), set against the tool's; the A/V offset that
@@ -482,15 +483,6 @@ RatioRun runRatioCase(const RatioCase& test, double seconds) {
     run.checkMs = (processCpuSeconds() - checkStart) * 1000 / double(run.frames);
     std::remove(path.c_str());
 
-    // The tool writes the same sound beside the picture: raw 44.1 kHz stereo as long as the
-    // recorded frames (what the samples are costs nothing in raw sound).
-    const std::string soundPath = scratchPath("ratio-sound", "raw");
-    if (FILE* sound = std::fopen(soundPath.c_str(), "wb")) {
-        const std::vector<char> frameOfSound(44100 / 25 * 4, 0);
-        for (int64 n = 0; n < run.frames; n++)
-            std::fwrite(frameOfSound.data(), 1, frameOfSound.size(), sound);
-        std::fclose(sound);
-    }
     const std::string toolPath = scratchPath("ratio-tool", test.extension);
     std::vector<std::string> arguments = {
         "-f",       "rawvideo",
@@ -498,11 +490,6 @@ RatioRun runRatioCase(const RatioCase& test, double seconds) {
         "-s",       std::to_string(test.width) + "x" + std::to_string(test.height),
         "-r",       "25",
         "-i",       "-",
-        "-f",       "s16le",
-        "-ar",      "44100",
-        "-ac",      "2",
-        "-i",       soundPath,
-        "-c:a",     "pcm_s16le",
         "-c:v",     test.encoder,
         "-pix_fmt", "yuv420p"};
     // The encoders thread as the track opens them: mpeg4 on one thread (libavcodec's default,
@@ -521,7 +508,6 @@ RatioRun runRatioCase(const RatioCase& test, double seconds) {
         return drawing >= 0;
     });
     std::remove(toolPath.c_str());
-    std::remove(soundPath.c_str());
     if (tool < 0 || drawing < 0)
         return run;
     run.toolMs = tool * 1000 / double(run.frames);
