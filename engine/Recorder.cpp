@@ -401,13 +401,17 @@ void Recorder::VideoWriter() {
                 fWrittenVideoTime.store(time);
                 return;
             }
-            fVideoTrack.failedWrites.fetch_add(1);
-            if (fileCannotGoOn(track, status))
-                StopOnError("Video file may be corrupt.", status);
-            else
-                NoteError("A video frame could not be written.", status);
+            WriteFailed(&fVideoTrack, status, "A video frame could not be written.");
         });
     fVideoTrack.leftInRing.store(left);
+}
+
+void Recorder::WriteFailed(StreamTrack* stream, status_t status, const char* notice) {
+    stream->failedWrites.fetch_add(1);
+    if (fileCannotGoOn(stream->track, status))
+        StopOnError("Video file may be corrupt.", status);
+    else
+        NoteError(notice, status);
 }
 
 void Recorder::AudioWriter(bool unpaced) {
@@ -461,13 +465,7 @@ void Recorder::AudioWriter(bool unpaced) {
                 fAudioTrack.written.fetch_add(1);
                 return;
             }
-            fAudioTrack.failedWrites.fetch_add(1);
-            // Both tracks write into one file: what it cannot take ends the
-            // recording either way.
-            if (fileCannotGoOn(track, status))
-                StopOnError("Video file may be corrupt.", status);
-            else
-                NoteError("A sound buffer could not be written.", status);
+            WriteFailed(&fAudioTrack, status, "A sound buffer could not be written.");
         });
     fAudioTrack.leftInRing.store(left);
 }

@@ -104,6 +104,9 @@ private:
     void WatchInputs();
     // Keeps an error of the recording for its report, with the time (any thread).
     void NoteError(const char* text, status_t status);
+    // A write of `stream` into the file failed: counted, and the recording stopped when the
+    // file cannot take more (both tracks write into one file), else `notice` kept as an error.
+    void WriteFailed(StreamTrack* stream, status_t status, const char* notice);
     // Writer threads (see Recorder.cpp).
     void VideoWriter();
     void AudioWriter(bool unpaced);
